@@ -1,0 +1,64 @@
+/*
+ * Copyright (C) 2026 The Velora Project
+ * Licensed under the Apache License, Version 2.0.
+ */
+#define LOG_TAG "DatabaseHelper"
+
+#include "store/TextHelpers.h"
+
+#include <log/log.h>
+
+#include <sstream>
+
+namespace velora {
+
+std::string int2string(int value) {
+    return std::to_string(value);
+}
+
+int string2int(const std::string& text) {
+    std::istringstream stream(text);
+    int value = 0;
+    if (!(stream >> value)) return 0;
+    return value;
+}
+
+std::vector<std::string> split_string(const std::string& text, const std::string& sep) {
+    std::vector<std::string> pieces;
+    if (sep.empty()) {
+        pieces.push_back(text);
+        return pieces;
+    }
+    std::string::size_type start = 0;
+    for (;;) {
+        std::string::size_type found = text.find(sep, start);
+        if (found == std::string::npos) {
+            pieces.push_back(text.substr(start));
+            return pieces;
+        }
+        pieces.push_back(text.substr(start, found - start));
+        start = found + sep.size();
+    }
+}
+
+std::string get_string_values(const std::string& line) {
+    std::string::size_type eq = line.find('=');
+    if (eq == std::string::npos) {
+        ALOGE("invalid string value");
+        return std::string();
+    }
+    std::string value = line.substr(eq + 1);
+    if (value == "true") return "1";
+    if (value == "false") return "0";
+    return value;
+}
+
+std::vector<int> string_2_int_vector(const std::string& text) {
+    std::vector<int> values;
+    for (const std::string& piece : split_string(text, ",")) {
+        values.push_back(string2int(piece));
+    }
+    return values;
+}
+
+}  // namespace velora
