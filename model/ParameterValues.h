@@ -1,0 +1,68 @@
+/*
+ * Copyright (C) 2026 The Velora Project
+ * Licensed under the Apache License, Version 2.0.
+ */
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "model/Parameter.h"
+
+namespace velora {
+
+// Base of the settings records: a database id (-1 while the record has no row), a dirty flag
+// (the record differs from what is stored) and the record's parameter values, ordered by
+// Parameter value. The subclass says which parameters it may hold (getValidParams()).
+//
+// Threading: none of its own; a record is used by one thread at a time.
+class ParameterValues {
+public:
+    using Values = std::map<Parameter, std::vector<int>>;
+
+    virtual int64_t getId() const = 0;
+    virtual bool isDirty() const;
+    virtual void setDirty(bool dirty);
+    virtual ~ParameterValues();
+    virtual const std::set<Parameter>& getValidParams() const = 0;
+
+    // Stores a copy of value and marks the record dirty, even when the value is unchanged and
+    // whether or not the parameter belongs to this kind of record.
+    void set(Parameter parameter, const std::vector<int>& value);
+
+    // Stores value only if the parameter is valid for this record and the value differs from
+    // the stored one (length, then each element); returns whether it stored. A valid but
+    // absent parameter is entered with an empty vector first, and stays entered.
+    bool checkAndUpdate(Parameter parameter, const std::vector<int>& value);
+
+    // Same parameters with the same vectors. Ids, dirty flags and the fields of the
+    // subclasses are not compared.
+    bool equals(const ParameterValues& other) const;
+
+    // One "column_name=v1,v2,...," line per value in Parameter order; ieq_id is left out.
+    std::string valuesToString() const;
+
+    Values& getValues() { return mValues; }
+    const Values& getValues() const { return mValues; }
+
+    // The stored vector, entering an empty one when the parameter is absent. Does not touch
+    // the dirty flag.
+    std::vector<int>& lookup(Parameter parameter) { return mValues[parameter]; }
+    bool has(Parameter parameter) const { return mValues.count(parameter) != 0; }
+
+    void setId(int64_t id) { mId = id; }
+
+protected:
+    ParameterValues(int64_t id, bool dirty) : mId(id), mDirty(dirty) {}
+    ParameterValues(const ParameterValues&) = default;
+    ParameterValues& operator=(const ParameterValues&) = default;
+
+    int64_t mId;
+    bool mDirty;
+    Values mValues;
+};
+
+}  // namespace velora
