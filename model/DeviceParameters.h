@@ -23,7 +23,7 @@ namespace velora {
 //
 // Threading: none of its own; used from the thread that delivers state changes.
 class DeviceParameters : public ParameterValues {
-public:
+  public:
     // The observer (not owned) is told at once to read this view as endpoint "other", not
     // mono, which holds until a tuning is set.
     explicit DeviceParameters(ParamChangeObserver* observer);
@@ -52,7 +52,7 @@ public:
     // The parameters of Tuning and ProfileEndpoint (73).
     static const std::set<Parameter> kValidParams;
 
-private:
+  private:
     Profile* mProfile = nullptr;
     ProfileEndpoint* mProfileEndpoint = nullptr;
     Tuning* mTuning = nullptr;

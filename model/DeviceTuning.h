@@ -12,7 +12,7 @@ namespace velora {
 // Which tuning a device on a port uses: device name (as the tuning file gives it), port name
 // and tuning name. It holds no parameter values, so it is not a ParameterValues.
 class DeviceTuning {
-public:
+  public:
     DeviceTuning(const std::string& device, const std::string& port, const std::string& tuning);
     // Read from the database. Dirty all the same, like a new one.
     DeviceTuning(long long id, const std::string& device, const std::string& port,
@@ -33,7 +33,7 @@ public:
     // "id=..\ndevice=..\nport=..\ntuning=.." without a newline at the end.
     std::string toString() const;
 
-private:
+  private:
     int64_t mId;
     std::string mDevice;
     std::string mPort;

@@ -17,6 +17,9 @@ constexpr int kEndpointCount = 3;
 // Printable names, indexed by value: "speaker", "headphone", "other".
 extern const char* const kEndpointNames[kEndpointCount];
 
+// The printable name of an endpoint; a value outside the three gives its number as text.
+std::string endpoint_name(Endpoint endpoint);
+
 // Which endpoint's settings an output port uses. Bluetooth and "bus" outputs are treated as
 // headphones, HDMI and Miracast as "other". Exactly seven entries; a name outside them has no
 // endpoint and the caller decides what to do. Built before any other static object of the

@@ -14,7 +14,7 @@ namespace velora {
 // A graphic-equalizer preset: its band table (geq_frequency, geq_gain). Each profile has
 // its own, told apart by the profile id.
 class GeqPreset : public ParameterValues {
-public:
+  public:
     explicit GeqPreset(int profileId);
     // Read from the database: clean.
     GeqPreset(long long id, int profileId);
@@ -35,7 +35,7 @@ public:
 
     static const std::set<Parameter> kValidParams;
 
-private:
+  private:
     int mProfileId;
 };
 

@@ -16,7 +16,7 @@ namespace velora {
 // also keeps its own type as the one-element value of ieq_id, so that the type travels with
 // the values into the merged views and the effect.
 class IeqPreset : public ParameterValues {
-public:
+  public:
     explicit IeqPreset(PresetType type);
     // Read from the database. Dirty all the same, because storing the type as ieq_id is a
     // set() like any other.
@@ -34,7 +34,7 @@ public:
 
     static const std::set<Parameter> kValidParams;
 
-private:
+  private:
     PresetType mType;
 };
 

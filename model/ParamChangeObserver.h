@@ -16,7 +16,7 @@ class ParameterValues;
 //
 // Threading: called synchronously on the thread that changes the view.
 class ParamChangeObserver {
-public:
+  public:
     virtual ~ParamChangeObserver() = default;
 
     // The view to read values from, and the endpoint and mono flag the translation must use.

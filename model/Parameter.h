@@ -4,6 +4,9 @@
  */
 #pragma once
 
+#include <initializer_list>
+#include <set>
+
 namespace velora {
 
 // The semantic audio-processing parameters. Every value is a vector of 32-bit signed integers
@@ -123,5 +126,12 @@ extern const char* const kParameterTuningAttributes[kParameterCount];
 
 // Record kind of each parameter, indexed by value.
 extern const RecordKind kParameterRecordKinds[kParameterCount];
+
+// The parameters held by the given record kinds, in value order. Reads only constant arrays,
+// so the valid-parameter sets may be built from it however early.
+std::set<Parameter> parameters_of_kinds(std::initializer_list<RecordKind> kinds);
+
+// The column name of a parameter; a value outside the catalogue gives nullptr.
+const char* parameter_name(Parameter parameter);
 
 }  // namespace velora

@@ -20,7 +20,7 @@ namespace velora {
 //
 // Threading: none of its own; a record is used by one thread at a time.
 class ParameterValues {
-public:
+  public:
     using Values = std::map<Parameter, std::vector<int>>;
 
     virtual int64_t getId() const = 0;
@@ -55,7 +55,7 @@ public:
 
     void setId(int64_t id) { mId = id; }
 
-protected:
+  protected:
     ParameterValues(int64_t id, bool dirty) : mId(id), mDirty(dirty) {}
     ParameterValues(const ParameterValues&) = default;
     ParameterValues& operator=(const ParameterValues&) = default;

@@ -7,7 +7,7 @@
 namespace velora {
 
 const char* const kPortNames[kPortCount] = {
-        "internal_speaker", "hdmi", "miracast", "headphone", "bluetooth", "usb", "other",
+    "internal_speaker", "hdmi", "miracast", "headphone", "bluetooth", "usb", "other",
 };
 
 }  // namespace velora

@@ -4,6 +4,8 @@
  */
 #pragma once
 
+#include <string>
+
 namespace velora {
 
 // The kinds of intelligent-equalizer preset.
@@ -13,5 +15,8 @@ constexpr int kPresetTypeCount = 4;
 
 // Printable names, indexed by value: "off", "detailed", "balanced", "warm".
 extern const char* const kPresetTypeNames[kPresetTypeCount];
+
+// The printable name of a preset type; a value outside the four gives its number as text.
+std::string preset_type_name(PresetType type);
 
 }  // namespace velora

@@ -17,7 +17,7 @@ namespace velora {
 // selects. The selected graphic-equalizer preset is a profile id; a new profile selects its
 // own.
 class Profile : public ParameterValues {
-public:
+  public:
     Profile(int profileId, const std::string& name, PresetType selectedIeqPreset);
     // Read from the database: clean.
     Profile(long long id, int profileId, const std::string& name, PresetType selectedIeqPreset);
@@ -45,7 +45,7 @@ public:
 
     static const std::set<Parameter> kValidParams;
 
-private:
+  private:
     int mProfileId;
     std::string mName;
     PresetType mSelectedIeqPreset;

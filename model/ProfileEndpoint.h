@@ -15,7 +15,7 @@ namespace velora {
 // The settings a profile keeps per endpoint: enables, leveler, dialog enhancer, hearing
 // protection, surround, volmax.
 class ProfileEndpoint : public ParameterValues {
-public:
+  public:
     ProfileEndpoint(int profileId, Endpoint endpoint);
     // Read from the database: clean.
     ProfileEndpoint(long id, int profileId, Endpoint endpoint);
@@ -37,7 +37,7 @@ public:
 
     static const std::set<Parameter> kValidParams;
 
-private:
+  private:
     int mProfileId;
     Endpoint mEndpoint;
 };

@@ -23,7 +23,7 @@ namespace velora {
 //
 // Threading: none of its own; used from the thread that delivers state changes.
 class ProfileParameters : public ParameterValues {
-public:
+  public:
     // The observer (not owned) is told at once to read this view as endpoint "other", not
     // mono: profile-wide settings do not depend on the output.
     explicit ProfileParameters(ParamChangeObserver* observer);
@@ -50,7 +50,7 @@ public:
     // The parameters of Profile, IeqPreset and GeqPreset (13).
     static const std::set<Parameter> kValidParams;
 
-private:
+  private:
     Profile* mProfile = nullptr;
     IeqPreset* mIeqPreset = nullptr;
     GeqPreset* mGeqPreset = nullptr;

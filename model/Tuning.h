@@ -17,7 +17,7 @@ namespace velora {
 // processing, complex equalizer, speaker angles, output mode) for one endpoint. Tunings from
 // the tuning file are read-only; devices on a port select one by name (DeviceTuning).
 class Tuning : public ParameterValues {
-public:
+  public:
     // A new tuning from the tuning file: id -1, read-only, dirty.
     Tuning(const std::string& name, Endpoint endpoint, bool mono);
     // A tuning read from the database: clean.
@@ -44,7 +44,7 @@ public:
     // Printable endpoint name to endpoint: "speaker", "headphone", "other".
     static const std::map<std::string, Endpoint> kEndpNameToEndpoint;
 
-private:
+  private:
     std::string mName;
     Endpoint mEndpoint;
     bool mMono;

@@ -1,0 +1,68 @@
+/*
+ * Copyright (C) 2026 The Velora Project
+ * Licensed under the Apache License, Version 2.0.
+ */
+#include "model/ParameterValues.h"
+
+#include <sstream>
+
+namespace velora {
+
+ParameterValues::~ParameterValues() = default;
+
+bool ParameterValues::isDirty() const { return mDirty; }
+
+void ParameterValues::setDirty(bool dirty) { mDirty = dirty; }
+
+void ParameterValues::set(Parameter parameter, const std::vector<int>& value) {
+    mValues[parameter] = value;
+    mDirty = true;
+}
+
+bool ParameterValues::checkAndUpdate(Parameter parameter, const std::vector<int>& value) {
+    if (getValidParams().count(parameter) == 0) {
+        return false;
+    }
+    // The entry is made even when nothing changes: callers rely on a valid parameter being
+    // present after it has been offered once.
+    if (mValues[parameter] == value) {
+        return false;
+    }
+    set(parameter, value);
+    return true;
+}
+
+bool ParameterValues::equals(const ParameterValues& other) const {
+    if (this == &other) {
+        return true;
+    }
+    // Key order is Parameter order in both maps, so comparing them entry by entry compares
+    // the same parameters with each other.
+    return mValues == other.mValues;
+}
+
+std::string ParameterValues::valuesToString() const {
+    std::ostringstream out;
+    for (const auto& [parameter, value] : mValues) {
+        // An IEQ preset's type is stored in its own field; printing it again as a value
+        // would store it twice.
+        if (parameter == ieq_id) {
+            continue;
+        }
+        const char* name = parameter_name(parameter);
+        if (name != nullptr) {
+            out << name;
+        } else {
+            out << static_cast<int>(parameter);
+        }
+        out << "=";
+        // Every element is followed by a comma, the last one too: that is the stored form.
+        for (int element : value) {
+            out << element << ",";
+        }
+        out << "\n";
+    }
+    return out.str();
+}
+
+}  // namespace velora
