@@ -61,4 +61,15 @@ std::vector<int> string_2_int_vector(const std::string& text) {
     return values;
 }
 
+std::string escape_sql_quotes(const std::string& value) {
+    if (value.find('\'') == std::string::npos) return value;
+    std::string escaped;
+    escaped.reserve(value.size() + 4);
+    for (char c : value) {
+        escaped.push_back(c);
+        if (c == '\'') escaped.push_back('\'');
+    }
+    return escaped;
+}
+
 }  // namespace velora

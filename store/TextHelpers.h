@@ -32,4 +32,9 @@ std::string get_string_values(const std::string& line);
 // values by position, and this extra element is kept on purpose.
 std::vector<int> string_2_int_vector(const std::string& text);
 
+// The value with every single quote doubled, ready to stand between the single quotes of a
+// statement text. Names chosen by users and device makers may hold apostrophes; doubling is
+// the one change made to them, so a text without a quote comes back unchanged.
+std::string escape_sql_quotes(const std::string& value);
+
 }  // namespace velora

@@ -1,0 +1,722 @@
+/*
+ * Copyright (C) 2026 The Velora Project
+ * Licensed under the Apache License, Version 2.0.
+ */
+#define LOG_TAG "DatabaseHelper"
+
+#include "store/DatabaseHelper.h"
+
+#include <log/log.h>
+
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+#include "common/SystemPaths.h"
+#include "model/Endpoint.h"
+#include "model/PresetType.h"
+#include "store/SqliteStatement.h"
+#include "store/TextHelpers.h"
+
+namespace velora {
+
+namespace {
+
+constexpr const char* kDefaultCustomName = "default";
+
+// The layout of one table: the record's own fields (column name and the key of the line of
+// the record's storage text that fills it), then the parameter columns, whose key is the
+// column name itself. The configuration table has its own two columns and no record.
+struct TableLayout {
+    std::vector<std::pair<const char*, const char*>> ownColumns;
+    std::vector<const char*> parameterColumns;
+};
+
+const TableLayout& layout_of(TableType type) {
+    static const TableLayout kLayouts[kTableCount] = {
+            // configuration
+            {{}, {}},
+            // ieq_presets
+            {{{"preset_type", "type"}}, {"ieq_frequency", "ieq_target"}},
+            // geq_presets
+            {{{"profile_id", "profileId"}}, {"geq_frequency", "geq_gain"}},
+            // profiles
+            {{{"profile_id", "profileId"},
+              {"name", "name"},
+              {"selected_ieq_preset_type", "selectedIeqPreset"},
+              {"selected_geq_preset_id", "selectedGeqPreset"}},
+             {"custom_drc_metadata", "ieq_amount", "ieq_enable",
+              "mi_adaptive_virtualizer_steering_enable", "mi_dv_leveler_steering_enable",
+              "mi_ieq_steering_enable", "mi_surround_compressor_steering_enable",
+              "volume_modeler_enable"}},
+            // profile_endpoints
+            {{{"profile_id", "profileId"}, {"endpoint", "endpoint"}},
+             {"bass_enhancer_enable",
+              "calibration_boost",
+              "dialog_enhancer_amount",
+              "dialog_enhancer_ducking",
+              "dialog_enhancer_enable",
+              "graphic_equalizer_enable",
+              "hearing_protection_attenuation_attack_time",
+              "hearing_protection_attenuation_release_time",
+              "hearing_protection_enable",
+              "hearing_protection_rms_attenuation_target",
+              "hearing_protection_rms_averaging_time_win_len",
+              "mi_virtualizer_binaural_steering_enable",
+              "peak_value",
+              "surround_boost",
+              "surround_decoder_enable",
+              "virtual_bass_enable",
+              "virtualizer_enable",
+              "virtualizer_start_band",
+              "volmax_boost",
+              "volume_leveler_amount",
+              "volume_leveler_enable",
+              "volume_leveler_in_target",
+              "volume_leveler_out_target"}},
+            // tunings
+            {{{"name", "name"}, {"endpoint", "endpoint"}, {"is_mono", "mono"},
+              {"is_readonly", "readonly"}},
+             {"audio_optimizer_enable",
+              "audio_optimizer_frequency",
+              "audio_optimizer_gain_l",
+              "audio_optimizer_gain_ls",
+              "audio_optimizer_gain_r",
+              "audio_optimizer_gain_rs",
+              "bass_enhancer_boost",
+              "bass_enhancer_cutoff_frequency",
+              "bass_enhancer_width",
+              "bass_extraction_cutoff_frequency",
+              "bass_extraction_enable",
+              "bass_mbdrc_enable",
+              "bass_mbdrc_tuning",
+              "complex_equalizer_enable",
+              "complex_equalizer_tuning_left",
+              "complex_equalizer_tuning_left_surround",
+              "complex_equalizer_tuning_right",
+              "complex_equalizer_tuning_right_surround",
+              "height_filter_mode",
+              "orientation",
+              "output_channels",
+              "output_mix_matrix",
+              "regulator_distortion_slope",
+              "regulator_enable",
+              "regulator_frequency",
+              "regulator_isolated_band",
+              "regulator_overdrive",
+              "regulator_sibilance_suppress_amounts_left",
+              "regulator_sibilance_suppress_amounts_left_surround",
+              "regulator_sibilance_suppress_amounts_right",
+              "regulator_sibilance_suppress_amounts_right_surround",
+              "regulator_sibilance_suppress_enable",
+              "regulator_speaker_dist_enable",
+              "regulator_stress_amount",
+              "regulator_threshold_high",
+              "regulator_threshold_low",
+              "regulator_timbre_preservation",
+              "virtual_bass_mix_freq_high",
+              "virtual_bass_mix_freq_low",
+              "virtual_bass_mode",
+              "virtual_bass_overall_gain",
+              "virtual_bass_slope_gain",
+              "virtual_bass_src_freq_high",
+              "virtual_bass_src_freq_low",
+              "virtual_bass_subgains",
+              "virtualizer_front_speaker_angle",
+              "virtualizer_height_speaker_angle",
+              "virtualizer_surround_speaker_angle",
+              "volume_leveler_compressor_enable",
+              "volume_modeler_calibration"}},
+            // device_tunings
+            {{{"device", "device"}, {"port", "port"}, {"tuning_id", "tuning"}}, {}},
+    };
+    return kLayouts[type];
+}
+
+}  // namespace
+
+const char* const DatabaseHelper::kTableNames[kTableCount] = {
+        "configuration", "ieq_presets", "geq_presets",   "profiles",
+        "profile_endpoints", "tunings", "device_tunings",
+};
+
+DatabaseHelper::DatabaseHelper(const std::string& dbName)
+    : mDbName(dbName), mDirectory(SystemPaths::resolve(SystemPaths::kDatabaseDir)) {
+    mPath = mDirectory + mDbName;
+    for (int i = 0; i < kParameterCount; ++i) {
+        mColumnNameMap.emplace(kParameterNames[i], static_cast<Parameter>(i));
+    }
+    // A fresh device (or a wiped data partition) has no database folder yet; without it
+    // the service would run with no stored settings at all.
+    std::error_code error;
+    std::filesystem::create_directories(mDirectory, error);
+    if (error) {
+        ALOGW("cannot create the database folder %s: %s", mDirectory.c_str(),
+              error.message().c_str());
+    }
+    int rc = sqlite3_open_v2(mPath.c_str(), &mDb,
+                             SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_FULLMUTEX,
+                             nullptr);
+    if (rc != SQLITE_OK) {
+        sqlite3_close_v2(mDb);
+        mDb = nullptr;
+    }
+}
+
+DatabaseHelper::~DatabaseHelper() {
+    if (mDb != nullptr) {
+        sqlite3_close_v2(mDb);
+        mDb = nullptr;
+    }
+}
+
+int DatabaseHelper::init() {
+    int failed = 0;
+    failed |= createTable(TABLE_CONFIGURATION);
+    for (int type = TABLE_IEQ_PRESETS; type <= TABLE_TUNINGS; ++type) {
+        failed |= createTable(static_cast<TableType>(type));
+    }
+    failed |= createTable(TABLE_DEVICE_TUNINGS);
+    return failed;
+}
+
+int DatabaseHelper::createTable(TableType type) {
+    return execSQL(std::string("CREATE TABLE ") + kTableNames[type] + buildColumnString(type));
+}
+
+std::vector<std::string> DatabaseHelper::getColumnNames(TableType type) {
+    std::vector<std::string> names{"_id"};
+    if (type == TABLE_CONFIGURATION) {
+        names.push_back("key");
+        names.push_back("value");
+        return names;
+    }
+    names.push_back("custom_name");
+    const TableLayout& table = layout_of(type);
+    for (const auto& own : table.ownColumns) names.push_back(own.first);
+    for (const char* column : table.parameterColumns) names.push_back(column);
+    return names;
+}
+
+std::string DatabaseHelper::buildColumnString(TableType type) const {
+    std::string columns = " (";
+    bool first = true;
+    for (const std::string& name : getColumnNames(type)) {
+        if (!first) columns += ", ";
+        first = false;
+        columns += name;
+        columns += name == "_id" ? " INTEGER" : " TEXT";
+    }
+    columns += ")";
+    return columns;
+}
+
+void DatabaseHelper::clear() {
+    static const TableType kDropOrder[kTableCount] = {
+            TABLE_IEQ_PRESETS, TABLE_GEQ_PRESETS,    TABLE_PROFILES,      TABLE_PROFILE_ENDPOINTS,
+            TABLE_TUNINGS,     TABLE_DEVICE_TUNINGS, TABLE_CONFIGURATION,
+    };
+    for (TableType type : kDropOrder) {
+        execSQL(std::string("DROP TABLE IF EXISTS ") + kTableNames[type]);
+    }
+}
+
+int DatabaseHelper::beginTransaction() {
+    return execSQL("BEGIN EXCLUSIVE");
+}
+
+int DatabaseHelper::commitTransaction() {
+    return execSQL("COMMIT");
+}
+
+int DatabaseHelper::rollbackTransaction() {
+    return execSQL("ROLLBACK");
+}
+
+int DatabaseHelper::getRowCount(const std::string& table) {
+    if (mDb == nullptr) {
+        ALOGE("the db is not open...");
+        return -1;
+    }
+    std::string sql = "SELECT COUNT(*) FROM " + table;
+    SqliteStatement statement;
+    if (statement.prepare(mDb, sql) != SQLITE_OK) {
+        ALOGE("failed to prepare SQL: %s", sql.c_str());
+        return -1;
+    }
+    int count = -1;
+    while (statement.step() == SQLITE_ROW) {
+        count = statement.columnInt(0);
+    }
+    return count;
+}
+
+int DatabaseHelper::execSQL(const std::string& sql) {
+    if (mDb == nullptr) {
+        ALOGE("the db is not open...");
+        return 1;
+    }
+    SqliteStatement statement;
+    if (statement.prepare(mDb, sql) != SQLITE_OK) {
+        ALOGD("failed to prepare SQL : %s", sql.c_str());
+        return 1;
+    }
+    if (statement.step() != SQLITE_DONE) {
+        ALOGE("failed to exec SQL: %s", sql.c_str());
+        return 1;
+    }
+    return 0;
+}
+
+long long DatabaseHelper::newRowId(TableType table) {
+    return static_cast<long long>(getRowCount(kTableNames[table])) + 1;
+}
+
+void DatabaseHelper::insertRecordText(TableType table, const std::string& recordText,
+                                      const std::string& customName, long long id) {
+    // The storage text is one key=value line per field; the first line is the record's id,
+    // which the row does not take from the text. Keying the values by their line lets a
+    // field the record lacks be written as NULL in its own column instead of shifting
+    // every later value into the wrong column.
+    std::map<std::string, std::string> fields;
+    std::vector<std::string> lines = split_string(recordText, "\n");
+    for (size_t i = 1; i < lines.size(); ++i) {
+        const std::string& line = lines[i];
+        if (line.empty()) continue;  // the text ends with a newline
+        std::string key = line.substr(0, line.find('='));
+        fields[key] = get_string_values(line);
+    }
+
+    const TableLayout& columns = layout_of(table);
+    std::string sql = std::string("INSERT INTO ") + kTableNames[table] + " VALUES(" +
+                      std::to_string(id) + "," + "'" + escape_sql_quotes(customName) + "',";
+    int missing = 0;
+    auto append = [&](const char* key) {
+        auto field = fields.find(key);
+        if (field == fields.end()) {
+            sql += "NULL,";
+            ++missing;
+            return;
+        }
+        sql += "'" + escape_sql_quotes(field->second) + "',";
+        fields.erase(field);
+    };
+    for (const auto& own : columns.ownColumns) append(own.second);
+    for (const char* parameter : columns.parameterColumns) append(parameter);
+    sql.back() = ')';
+
+    if (missing > 0) {
+        ALOGD("%s row %s lacks %d values, stored as NULL", kTableNames[table],
+              customName.c_str(), missing);
+    }
+    // A value the table has no column for cannot be stored; it is named so that the fault
+    // of whoever put it into the record can be found, and the rest of the record is kept.
+    for (const auto& extra : fields) {
+        ALOGW("%s has no column %s, value not stored", kTableNames[table], extra.first.c_str());
+    }
+    execSQL(sql);
+}
+
+void DatabaseHelper::insertValue(IeqPreset* preset, const std::string& customName) {
+    if (preset == nullptr) {
+        ALOGE("invalide value");
+        return;
+    }
+    insertRecordText(TABLE_IEQ_PRESETS, preset->toString(), customName,
+                     newRowId(TABLE_IEQ_PRESETS));
+}
+
+void DatabaseHelper::insertValue(GeqPreset* preset, const std::string& customName, long long id) {
+    if (preset == nullptr) {
+        ALOGE("invalid value");
+        return;
+    }
+    if (id <= 0) {
+        id = newRowId(TABLE_GEQ_PRESETS);
+        preset->setId(id);
+    }
+    insertRecordText(TABLE_GEQ_PRESETS, preset->toString(), customName, id);
+}
+
+void DatabaseHelper::insertValue(Profile* profile, const std::string& customName, long long id) {
+    if (profile == nullptr) {
+        ALOGE("invalid value");
+        return;
+    }
+    if (id <= 0) {
+        id = newRowId(TABLE_PROFILES);
+        profile->setId(id);
+    }
+    insertRecordText(TABLE_PROFILES, profile->toString(), customName, id);
+}
+
+void DatabaseHelper::insertValue(ProfileEndpoint* endpoint, const std::string& customName,
+                                 long long id) {
+    if (endpoint == nullptr) {
+        ALOGE("invalid value");
+        return;
+    }
+    if (id <= 0) {
+        id = newRowId(TABLE_PROFILE_ENDPOINTS);
+        endpoint->setId(id);
+    }
+    insertRecordText(TABLE_PROFILE_ENDPOINTS, endpoint->toString(), customName, id);
+}
+
+void DatabaseHelper::insertValue(Tuning* tuning, const std::string& customName) {
+    if (tuning == nullptr) {
+        ALOGE("invalid value");
+        return;
+    }
+    insertRecordText(TABLE_TUNINGS, tuning->toString(), customName, newRowId(TABLE_TUNINGS));
+}
+
+void DatabaseHelper::insertValue(DeviceTuning* deviceTuning, const std::string& customName) {
+    if (deviceTuning == nullptr) {
+        ALOGE("invalid value");
+        return;
+    }
+    insertRecordText(TABLE_DEVICE_TUNINGS, deviceTuning->toString(), customName,
+                     newRowId(TABLE_DEVICE_TUNINGS));
+}
+
+void DatabaseHelper::insertConfigurationValue(const std::string& key, const std::string& value) {
+    if (mDb == nullptr) {
+        ALOGE("db is not connected");
+        return;
+    }
+    long long id = newRowId(TABLE_CONFIGURATION);
+    std::string sql = std::string("INSERT INTO ") + kTableNames[TABLE_CONFIGURATION] +
+                      " VALUES(" + std::to_string(id) + ",'" + escape_sql_quotes(key) + "','" +
+                      escape_sql_quotes(value) + "')\n";
+    execSQL(sql);
+}
+
+void DatabaseHelper::readRecord(const std::string& sql, const std::set<std::string>& keyColumns,
+                                ParameterValues* record, const OwnColumnReader& ownColumn,
+                                bool reportPrepareResult) {
+    if (mDb == nullptr || record == nullptr) {
+        ALOGE("the database is not connected");
+        return;
+    }
+    SqliteStatement statement;
+    int rc = statement.prepare(mDb, sql);
+    if (rc != SQLITE_OK) {
+        if (reportPrepareResult) {
+            ALOGE("failed to prepare sql: %s, ret = %d, line %d", sql.c_str(), rc, __LINE__);
+        } else {
+            ALOGE("failed to prepare sql: %s, line %d", sql.c_str(), __LINE__);
+        }
+        return;
+    }
+    while ((rc = statement.step()) == SQLITE_ROW) {
+        int count = statement.columnCount();
+        for (int i = 0; i < count; ++i) {
+            std::string column = statement.columnName(i);
+            if (column == "_id" || column == "custom_name" || keyColumns.count(column) != 0) {
+                continue;
+            }
+            int type = statement.columnType(i);
+            if (type == SQLITE_NULL) continue;  // a value the stored record did not have
+            std::string text = statement.columnText(i);
+            std::vector<int> values = type == SQLITE_INTEGER
+                                              ? std::vector<int>{statement.columnInt(i)}
+                                              : string_2_int_vector(text);
+            if (ownColumn && ownColumn(column, text, values)) continue;
+            auto parameter = mColumnNameMap.find(column);
+            if (parameter != mColumnNameMap.end()) {
+                record->set(parameter->second, values);
+            }
+        }
+    }
+    if (rc != SQLITE_DONE) {
+        ALOGE("Unknow error... %d", __LINE__);
+    }
+}
+
+void DatabaseHelper::queryIeqValue(const std::string& presetType, const std::string& customName,
+                                   IeqPreset* preset) {
+    std::string sql = std::string("SELECT * FROM ") + kTableNames[TABLE_IEQ_PRESETS] +
+                      " WHERE " + "preset_type='" + escape_sql_quotes(presetType) + "'" +
+                      " AND " + "custom_name='" + escape_sql_quotes(customName) + "'";
+    readRecord(sql, {"preset_type"}, preset, nullptr, /*reportPrepareResult=*/true);
+}
+
+void DatabaseHelper::queryGeqValue(const std::string& profileId, const std::string& customName,
+                                   GeqPreset* preset) {
+    std::string sql = std::string("SELECT * FROM ") + kTableNames[TABLE_GEQ_PRESETS] +
+                      " WHERE " + "profile_id='" + escape_sql_quotes(profileId) + "'" +
+                      " AND " + "custom_name='" + escape_sql_quotes(customName) + "'";
+    readRecord(sql, {"profile_id"}, preset, nullptr, /*reportPrepareResult=*/false);
+}
+
+void DatabaseHelper::queryProfileNames(std::vector<std::string>& names,
+                                       const std::string& customName) {
+    if (mDb == nullptr) {
+        ALOGE("the database is not connected");
+        return;
+    }
+    std::string sql = std::string("SELECT * FROM ") + kTableNames[TABLE_PROFILES] + " WHERE " +
+                      "custom_name='" + escape_sql_quotes(customName) + "'";
+    SqliteStatement statement;
+    if (statement.prepare(mDb, sql) != SQLITE_OK) {
+        ALOGE("failed to prepare sql: %s, line %d", sql.c_str(), __LINE__);
+        return;
+    }
+    int rc;
+    while ((rc = statement.step()) == SQLITE_ROW) {
+        int count = statement.columnCount();
+        for (int i = 0; i < count; ++i) {
+            if (statement.columnName(i) != "name") continue;
+            // A row without a name is still a profile: leaving it out would shift the count
+            // that the profile ids are taken from.
+            std::string name = statement.columnText(i);
+            names.push_back(name);
+            ALOGD("%s(): Profile %s found", "queryProfileNames", name.c_str());
+        }
+    }
+    if (rc != SQLITE_DONE) {
+        ALOGE("Unknow error... %d", __LINE__);
+    }
+}
+
+void DatabaseHelper::queryProfileValue(const std::string& profileId,
+                                       const std::string& customName, Profile* profile) {
+    std::string sql = std::string("SELECT * FROM ") + kTableNames[TABLE_PROFILES] + " WHERE " +
+                      "profile_id='" + escape_sql_quotes(profileId) + "'" + " AND " +
+                      "custom_name='" + escape_sql_quotes(customName) + "'";
+    readRecord(
+            sql, {"profile_id"}, profile,
+            [profile](const std::string& column, const std::string& text,
+                      const std::vector<int>& values) {
+                if (column == "name") {
+                    profile->setName(text);
+                    return true;
+                }
+                if (column == "selected_ieq_preset_type") {
+                    for (int type = 0; type < kPresetTypeCount; ++type) {
+                        if (text == kPresetTypeNames[type]) {
+                            profile->setSelectedIeqPreset(static_cast<PresetType>(type));
+                        }
+                    }
+                    return true;
+                }
+                if (column == "selected_geq_preset_id") {
+                    profile->setSelectedGeqPreset(values.empty() ? 0 : values[0]);
+                    return true;
+                }
+                return false;
+            },
+            /*reportPrepareResult=*/false);
+}
+
+void DatabaseHelper::queryEndpointValue(const std::string& profileId, const std::string& endpoint,
+                                        const std::string& customName,
+                                        ProfileEndpoint* profileEndpoint) {
+    std::string sql = std::string("SELECT * FROM ") + kTableNames[TABLE_PROFILE_ENDPOINTS] +
+                      " WHERE " + "profile_id='" + escape_sql_quotes(profileId) + "'" + " AND " +
+                      "endpoint='" + escape_sql_quotes(endpoint) + "'" + " AND " +
+                      "custom_name='" + escape_sql_quotes(customName) + "'";
+    readRecord(sql, {"profile_id", "endpoint"}, profileEndpoint, nullptr,
+               /*reportPrepareResult=*/false);
+}
+
+void DatabaseHelper::queryTuning(const std::string& name, Tuning* tuning) {
+    std::string sql = std::string("SELECT * FROM ") + kTableNames[TABLE_TUNINGS] + " WHERE " +
+                      "name='" + escape_sql_quotes(name) + "'";
+    // is_readonly is not read back: every stored tuning comes from a tuning file and is
+    // read-only, which the record loaded for a device already says.
+    readRecord(
+            sql, {"name", "is_readonly"}, tuning,
+            [tuning](const std::string& column, const std::string& text,
+                     const std::vector<int>& values) {
+                if (column == "is_mono") {
+                    tuning->setMono(!values.empty() && values[0] != 0);
+                    return true;
+                }
+                if (column == "endpoint") {
+                    tuning->setEndpoint(text);
+                    return true;
+                }
+                return false;
+            },
+            /*reportPrepareResult=*/false);
+}
+
+std::set<DeviceTuning*> DatabaseHelper::queryDeviceTunings(const std::string& port) {
+    std::set<DeviceTuning*> result;
+    if (mDb == nullptr) {
+        ALOGE("the database is not connected");
+        return result;
+    }
+    std::string sql = std::string("SELECT * FROM ") + kTableNames[TABLE_DEVICE_TUNINGS] +
+                      " WHERE " + "port='" + escape_sql_quotes(port) + "'";
+    SqliteStatement statement;
+    if (statement.prepare(mDb, sql) != SQLITE_OK) {
+        ALOGE("failed to prepare sql: %s, line %d", sql.c_str(), __LINE__);
+        return result;
+    }
+    int rc;
+    while ((rc = statement.step()) == SQLITE_ROW) {
+        std::string device;
+        std::string rowPort;
+        std::string tuning;
+        int count = statement.columnCount();
+        for (int i = 0; i < count; ++i) {
+            std::string column = statement.columnName(i);
+            if (column == "device") {
+                device = statement.columnText(i);
+            } else if (column == "port") {
+                rowPort = statement.columnText(i);
+            } else if (column == "tuning_id") {
+                tuning = statement.columnText(i);
+            }
+        }
+        result.insert(new DeviceTuning(device, rowPort, tuning));
+    }
+    if (rc != SQLITE_DONE) {
+        ALOGE("Unknow error... %d", __LINE__);
+    }
+    return result;
+}
+
+std::string DatabaseHelper::selectConfigurationValue(const std::string& key, bool* found) {
+    // Walks every row of the key: a key inserted twice answers with its last row.
+    *found = false;
+    if (mDb == nullptr) {
+        ALOGE("the database is not connected");
+        return std::string();
+    }
+    std::string sql = std::string("SELECT value FROM ") + kTableNames[TABLE_CONFIGURATION] +
+                      " WHERE key='" + escape_sql_quotes(key) + "'";
+    SqliteStatement statement;
+    if (statement.prepare(mDb, sql) != SQLITE_OK) {
+        ALOGE("failed to prepare sql: %s, line %d", sql.c_str(), __LINE__);
+        return std::string();
+    }
+    std::string value;
+    int rc;
+    while ((rc = statement.step()) == SQLITE_ROW) {
+        value = statement.columnText(0);
+        *found = true;
+    }
+    if (rc != SQLITE_DONE) {
+        ALOGE("Unknow error... %d", __LINE__);
+    }
+    return value;
+}
+
+bool DatabaseHelper::queryPexStatus(const std::string& key) {
+    if (mDb == nullptr) {
+        ALOGE("the database is not connected");
+        return false;
+    }
+    std::string sql = std::string("SELECT value FROM ") + kTableNames[TABLE_CONFIGURATION] +
+                      " WHERE key='" + escape_sql_quotes(key) + "'";
+    SqliteStatement statement;
+    if (statement.prepare(mDb, sql) != SQLITE_OK) {
+        ALOGE("failed to prepare sql: %s, line %d", sql.c_str(), __LINE__);
+        return false;
+    }
+    bool on = true;
+    int rc;
+    while ((rc = statement.step()) == SQLITE_ROW) {
+        std::string value = statement.columnText(0);
+        if (value == "false") on = false;
+        if (value == "true") on = true;
+    }
+    if (rc != SQLITE_DONE) {
+        ALOGE("Unknow error... %d", __LINE__);
+    }
+    return on;
+}
+
+std::string DatabaseHelper::querySelectedProfile(const std::string& key) {
+    bool found;
+    return selectConfigurationValue(key, &found);
+}
+
+std::string DatabaseHelper::queryConfigurationValue(const std::string& key) {
+    bool found;
+    return selectConfigurationValue(key, &found);
+}
+
+void DatabaseHelper::updateGeqValue(GeqPreset* preset, const std::string& customName) {
+    if (preset == nullptr) {
+        ALOGE("invalid value");
+        return;
+    }
+    if (customName == kDefaultCustomName) {
+        ALOGE("the default value can't be updated, %d", __LINE__);
+        return;
+    }
+    execSQL(std::string("DELETE FROM ") + kTableNames[TABLE_GEQ_PRESETS] +
+            " WHERE custom_name='" + escape_sql_quotes(customName) + "' AND profile_id='" +
+            int2string(preset->getProfileId()) + "'");
+    insertValue(preset, customName, preset->getId());
+}
+
+void DatabaseHelper::updateProfileValue(Profile* profile, const std::string& customName) {
+    if (profile == nullptr) {
+        ALOGE("invalid value");
+        return;
+    }
+    if (customName == kDefaultCustomName) {
+        ALOGE("the default value can't be updated, %d", __LINE__);
+        return;
+    }
+    execSQL(std::string("DELETE FROM ") + kTableNames[TABLE_PROFILES] + " WHERE custom_name='" +
+            escape_sql_quotes(customName) + "' AND profile_id='" +
+            int2string(profile->getProfileId()) + "'");
+    insertValue(profile, customName, profile->getId());
+}
+
+void DatabaseHelper::updateProfileEndpointValue(ProfileEndpoint* endpoint,
+                                                const std::string& customName) {
+    if (endpoint == nullptr) {
+        ALOGE("invalid value");
+        return;
+    }
+    if (customName == kDefaultCustomName) {
+        ALOGE("the default value can't be updated, %d", __LINE__);
+        return;
+    }
+    execSQL(std::string("DELETE FROM ") + kTableNames[TABLE_PROFILE_ENDPOINTS] +
+            " WHERE custom_name='" + escape_sql_quotes(customName) + "' AND profile_id='" +
+            int2string(endpoint->getProfileId()) + "' AND endpoint='" +
+            escape_sql_quotes(endpoint_name(endpoint->getEndpoint())) + "'");
+    insertValue(endpoint, customName, endpoint->getId());
+}
+
+void DatabaseHelper::updateConfiguration(const std::string& key, const std::string& value) {
+    execSQL(std::string("UPDATE ") + kTableNames[TABLE_CONFIGURATION] + " SET value='" +
+            escape_sql_quotes(value) + "' WHERE key='" + escape_sql_quotes(key) + "'");
+}
+
+void DatabaseHelper::updatePexStatus(const std::string& key, bool on) {
+    updateConfiguration(key, on ? "true" : "false");
+}
+
+void DatabaseHelper::updateTuningDevice(const std::string& key, const std::string& value) {
+    updateConfiguration(key, value);
+}
+
+void DatabaseHelper::updateSelectedProfile(const std::string& key, const std::string& value) {
+    updateConfiguration(key, value);
+}
+
+void DatabaseHelper::clearOemTunings() {
+    std::string sql = std::string("DELETE from ") + kTableNames[TABLE_TUNINGS] +
+                      " WHERE custom_name = '" + "oem" + "'";
+    ALOGD("Delete existing tuning with SQL [%s]", sql.c_str());
+    execSQL(sql);
+}
+
+void DatabaseHelper::clearOemDeviceTunings() {
+    std::string sql = std::string("DELETE from ") + kTableNames[TABLE_DEVICE_TUNINGS] +
+                      " WHERE custom_name = '" + "oem" + "'";
+    ALOGD("Delete existing device tuning with SQL [%s]", sql.c_str());
+    execSQL(sql);
+}
+
+}  // namespace velora

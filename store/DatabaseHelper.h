@@ -1,0 +1,149 @@
+/*
+ * Copyright (C) 2026 The Velora Project
+ * Licensed under the Apache License, Version 2.0.
+ */
+#pragma once
+
+#include <sqlite3.h>
+
+#include <functional>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "model/DeviceTuning.h"
+#include "model/GeqPreset.h"
+#include "model/IeqPreset.h"
+#include "model/Parameter.h"
+#include "model/Profile.h"
+#include "model/ProfileEndpoint.h"
+#include "model/Tuning.h"
+#include "store/TableType.h"
+
+namespace velora {
+
+// The SQLite settings database: the tuning file's defaults ("default" rows), the user's own
+// copies ("custom" rows) and the OEM extra tunings ("oem" rows), plus a key/value table for
+// the effect state, the selected profile, the per-port tuning devices and the tuning file's
+// signature and format version.
+//
+// A record is written by placing the values of its toString() text into an INSERT in the
+// order of the table's columns, every value between single quotes as TEXT; it is read back
+// with SELECT *, each column mapped to a Parameter through its name. Statements are plain
+// text without bound parameters; a single quote inside a value is doubled so that names
+// with apostrophes round-trip. A parameter the record does not hold is written as NULL in
+// its column, and NULL columns are skipped on reading, so incomplete records are stored
+// rather than refused.
+//
+// Ownership: owns the connection; records passed in stay the caller's, except the
+// DeviceTuning objects returned by queryDeviceTunings, which the caller takes over.
+// Threading: the connection is opened in full-mutex mode, so SQLite serialises access; the
+// class keeps no lock of its own, and its only user (the Provider) is called serialised.
+class DatabaseHelper {
+public:
+    static const char* const kTableNames[kTableCount];
+
+    // Opens (and creates when missing) dbName in the database folder under the filesystem
+    // root. When opening fails the helper stays usable but every operation reports that the
+    // database is not open.
+    explicit DatabaseHelper(const std::string& dbName);
+    ~DatabaseHelper();
+    DatabaseHelper(const DatabaseHelper&) = delete;
+    DatabaseHelper& operator=(const DatabaseHelper&) = delete;
+
+    bool isOpen() const { return mDb != nullptr; }
+    // The host path of the database file.
+    const std::string& getPath() const { return mPath; }
+    // The connection, for diagnostics (statement tracing); null when not open.
+    sqlite3* getConnection() const { return mDb; }
+
+    // Creates the seven tables; 0 when every CREATE succeeded, 1 otherwise.
+    int init();
+    int createTable(TableType type);
+    // " (" + the table's column declarations + ")".
+    std::string buildColumnString(TableType type) const;
+    // The table's column names in order.
+    static std::vector<std::string> getColumnNames(TableType type);
+    // Drops every table.
+    void clear();
+
+    // Each returns execSQL's result: 0 success, 1 failure.
+    int beginTransaction();
+    int commitTransaction();
+    int rollbackTransaction();
+
+    // Number of rows of table, -1 on any failure (missing table, no connection).
+    int getRowCount(const std::string& table);
+    // Prepares, steps once and finalizes sql: 0 when SQLite reports done, 1 otherwise.
+    int execSQL(const std::string& sql);
+
+    void insertValue(IeqPreset* preset, const std::string& customName);
+    // For GEQ presets, profiles and profile endpoints a positive id is kept as the row's _id;
+    // otherwise a new _id is chosen and stored into the record.
+    void insertValue(GeqPreset* preset, const std::string& customName, long long id);
+    void insertValue(Profile* profile, const std::string& customName, long long id);
+    void insertValue(ProfileEndpoint* endpoint, const std::string& customName, long long id);
+    void insertValue(Tuning* tuning, const std::string& customName);
+    void insertValue(DeviceTuning* deviceTuning, const std::string& customName);
+    void insertConfigurationValue(const std::string& key, const std::string& value);
+
+    // The query* operations read every matching row into the record; values found replace
+    // the record's, nothing else is cleared, and a query that finds no row leaves the record
+    // as it was.
+    void queryIeqValue(const std::string& presetType, const std::string& customName,
+                       IeqPreset* preset);
+    void queryGeqValue(const std::string& profileId, const std::string& customName,
+                       GeqPreset* preset);
+    void queryProfileNames(std::vector<std::string>& names, const std::string& customName);
+    void queryProfileValue(const std::string& profileId, const std::string& customName,
+                           Profile* profile);
+    void queryEndpointValue(const std::string& profileId, const std::string& endpoint,
+                            const std::string& customName, ProfileEndpoint* profileEndpoint);
+    void queryTuning(const std::string& name, Tuning* tuning);
+    // New records, owned by the caller.
+    std::set<DeviceTuning*> queryDeviceTunings(const std::string& port);
+    // True unless a stored value of key is "false" (the last "true"/"false" row wins).
+    bool queryPexStatus(const std::string& key);
+    std::string querySelectedProfile(const std::string& key);
+    std::string queryConfigurationValue(const std::string& key);
+
+    // Replace the customName row of the record (never a "default" row) by its current values,
+    // keeping the row's _id.
+    void updateGeqValue(GeqPreset* preset, const std::string& customName);
+    void updateProfileValue(Profile* profile, const std::string& customName);
+    void updateProfileEndpointValue(ProfileEndpoint* endpoint, const std::string& customName);
+    // Configuration updates change an existing key only.
+    void updatePexStatus(const std::string& key, bool on);
+    void updateTuningDevice(const std::string& key, const std::string& value);
+    void updateSelectedProfile(const std::string& key, const std::string& value);
+
+    void clearOemTunings();
+    void clearOemDeviceTunings();
+
+private:
+    // Handles a column of the record's own (non-parameter) fields; true when it was one.
+    using OwnColumnReader = std::function<bool(const std::string& column,
+                                               const std::string& text,
+                                               const std::vector<int>& values)>;
+
+    // Runs a SELECT * and reads every row into record: key and NULL columns are skipped,
+    // own columns go to ownColumn, every other column is set as the parameter of its name.
+    void readRecord(const std::string& sql, const std::set<std::string>& keyColumns,
+                    ParameterValues* record, const OwnColumnReader& ownColumn,
+                    bool reportPrepareResult);
+    // Builds and runs the INSERT of a record's storage text into table.
+    void insertRecordText(TableType table, const std::string& recordText,
+                          const std::string& customName, long long id);
+    long long newRowId(TableType table);
+    std::string selectConfigurationValue(const std::string& key, bool* found);
+    void updateConfiguration(const std::string& key, const std::string& value);
+
+    std::string mDbName;
+    std::string mDirectory;
+    std::string mPath;
+    sqlite3* mDb = nullptr;
+    std::map<std::string, Parameter> mColumnNameMap;
+};
+
+}  // namespace velora
