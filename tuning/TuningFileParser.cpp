@@ -1,0 +1,704 @@
+/*
+ * Copyright (C) 2026 The Velora Project
+ * Licensed under the Apache License, Version 2.0.
+ */
+#define LOG_TAG "TuningFileParser"
+
+#include "tuning/TuningFileParser.h"
+
+#include <libxml/globals.h>
+#include <libxml/parser.h>
+#include <libxml/xmlerror.h>
+#include <log/log.h>
+#include <utils/Mutex.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+
+#include "model/Parameter.h"
+#include "store/TextHelpers.h"
+#include "tuning/XmlString.h"
+
+namespace velora {
+
+namespace {
+
+// Elements of the tuning file.
+constexpr char kFormatVersionElement[] = "format_version";
+constexpr char kToolVersionElement[] = "tool_version";
+constexpr char kPresetElement[] = "preset";
+constexpr char kProfileElement[] = "profile";
+constexpr char kTuningElement[] = "tuning";
+constexpr char kIeqBandElement[] = "band_ieq";
+constexpr char kIncludeElement[] = "include";
+constexpr char kEndpointTypeElement[] = "endpoint_type";
+constexpr char kDeviceIdElement[] = "device_id";
+constexpr char kOutputModeElement[] = "output-mode";
+constexpr char kVirtualBassMixFreqsElement[] = "virtual-bass-mix-freqs";
+constexpr char kVirtualBassSrcFreqsElement[] = "virtual-bass-src-freqs";
+
+// Attributes.
+constexpr char kMajorAttr[] = "major";
+constexpr char kMinorAttr[] = "minor";
+constexpr char kMaintenanceAttr[] = "maintenance";
+constexpr char kIdAttr[] = "id";
+constexpr char kTypeAttr[] = "type";
+constexpr char kNameAttr[] = "name";
+constexpr char kValueAttr[] = "value";
+constexpr char kPresetAttr[] = "preset";
+constexpr char kFrequencyAttr[] = "frequency";
+constexpr char kTargetAttr[] = "target";
+constexpr char kGainAttr[] = "gain";
+constexpr char kEndpointTypeAttr[] = "endpoint_type";
+constexpr char kMonoDeviceAttr[] = "mono_device";
+constexpr char kOrientationAttr[] = "orientation";
+constexpr char kOutputChannelsAttr[] = "output_channels";
+constexpr char kEndpointPortAttr[] = "endpoint_port";
+constexpr char kGainLeftAttr[] = "gain_left";
+constexpr char kGainRightAttr[] = "gain_right";
+constexpr char kGainLeftSurroundAttr[] = "gain_left_surround";
+constexpr char kGainRightSurroundAttr[] = "gain_right_surround";
+constexpr char kThresholdLowAttr[] = "threshold_low";
+constexpr char kThresholdHighAttr[] = "threshold_high";
+constexpr char kIsolatedBandAttr[] = "isolated_band";
+constexpr char kFrequencyLowAttr[] = "frequency_low";
+constexpr char kFrequencyHighAttr[] = "frequency_high";
+
+// Attribute values.
+constexpr char kIeqType[] = "ieq";
+constexpr char kGeqType[] = "geq";
+constexpr char kTrue[] = "true";
+constexpr char kFalse[] = "false";
+constexpr char kSpeaker[] = "speaker";
+constexpr char kHeadphone[] = "headphone";
+constexpr char kOther[] = "other";
+
+// Fixed numbers printed with the failure lines, so that a log line points at its check.
+constexpr int kTagEmptyPath = 115;
+constexpr int kTagReadFile = 128;
+constexpr int kTagNoRoot = 134;
+constexpr int kTagInvalidPresetName = 271;
+
+// Tuning-data elements that carry a whole row of values rather than one value.
+constexpr const char* kTuningDataRowKeys[] = {
+        "regulator-stress-amount",
+        "complex-equalizer-tuning-left",
+        "complex-equalizer-tuning-right",
+        "complex-equalizer-tuning-left-surround",
+        "complex-equalizer-tuning-right-surround",
+        "regulator-sibilance-suppress-amounts-left",
+        "regulator-sibilance-suppress-amounts-right",
+        "regulator-sibilance-suppress-amounts-left-surround",
+        "regulator-sibilance-suppress-amounts-right-surround",
+        "bass-mbdrc-tuning",
+        "virtual-bass-subgains",
+};
+constexpr char kProfileDataRowKey[] = "drc-metadata";
+
+using KeyMap = std::map<std::string, Parameter, std::less<>>;
+
+// Element name to parameter for the plain keys of one record kind. Keys shared by two
+// parameters (the virtual-bass frequency pairs) carry their values in attributes and are
+// read by their own rule, so they are left out.
+KeyMap keys_of_kind(RecordKind kind) {
+    KeyMap keys;
+    for (int i = 0; i < kParameterCount; ++i) {
+        if (kParameterRecordKinds[i] == kind && kParameterTuningKeys[i] != nullptr &&
+            kParameterTuningAttributes[i] == nullptr) {
+            keys.emplace(kParameterTuningKeys[i], static_cast<Parameter>(i));
+        }
+    }
+    return keys;
+}
+
+// A tuning only takes the parameters a tuning holds: an endpoint or profile key inside a
+// tuning's data block would give the record a value that no tuning row has a column for.
+const KeyMap& tuning_keys() {
+    static const KeyMap keys = keys_of_kind(RecordKind::Tuning);
+    return keys;
+}
+
+const KeyMap& profile_keys() {
+    static const KeyMap keys = keys_of_kind(RecordKind::Profile);
+    return keys;
+}
+
+const KeyMap& profile_endpoint_keys() {
+    static const KeyMap keys = keys_of_kind(RecordKind::ProfileEndpoint);
+    return keys;
+}
+
+bool is_tuning_data_row_key(std::string_view name) {
+    for (const char* key : kTuningDataRowKeys) {
+        if (name == key) return true;
+    }
+    return false;
+}
+
+// Whether an element name is one of the file's parameter elements (of any record kind).
+bool is_parameter_element(std::string_view name) {
+    if (name == kOutputModeElement) return true;
+    for (int i = 0; i < kParameterCount; ++i) {
+        if (kParameterTuningKeys[i] != nullptr && name == kParameterTuningKeys[i]) return true;
+    }
+    return false;
+}
+
+std::string_view node_name(xmlNodePtr node) {
+    if (node == nullptr || node->name == nullptr) return {};
+    return reinterpret_cast<const char*>(node->name);
+}
+
+std::string_view attr_name(xmlAttrPtr attr) {
+    if (attr == nullptr || attr->name == nullptr) return {};
+    return reinterpret_cast<const char*>(attr->name);
+}
+
+bool is_element(xmlNodePtr node) {
+    return node != nullptr && node->type == XML_ELEMENT_NODE;
+}
+
+bool is_element_named(xmlNodePtr node, std::string_view name) {
+    return is_element(node) && node_name(node) == name;
+}
+
+// The text of one attribute, entity references expanded; empty when it has none.
+std::string attr_text(xmlAttrPtr attr) {
+    if (attr == nullptr) return {};
+    XmlString text(xmlNodeListGetString(attr->doc, attr->children, 1));
+    return TuningFileParser::xmlChar2String(text.get());
+}
+
+// The text of a named attribute; empty when the element has no such attribute.
+std::string prop(xmlNodePtr node, const char* name) {
+    XmlString text(xmlGetProp(node, reinterpret_cast<const xmlChar*>(name)));
+    return TuningFileParser::xmlChar2String(text.get());
+}
+
+// One piece of a data row, read as sscanf("%d") reads it. A piece that holds no number
+// reads as 0 rather than as whatever the variable held before.
+int scan_int(const char* piece) {
+    int value = 0;
+    if (std::sscanf(piece, "%d", &value) != 1) return 0;
+    return value;
+}
+
+// Where the indented layout expects an element, what is actually there.
+//
+// Tuning files are written indented, so inside a profile or tuning the whitespace text in
+// front of an element is a node of its own: the first element is the second child node, and
+// the element after one is the sibling after the next. The reader relies on that layout.
+// kMissing: nothing there at all. kBroken: the layout does not hold (an element with no
+// whitespace in front of it, or a comment or other non-element where the element belongs);
+// following the rule there would read the wrong node.
+struct Slot {
+    enum Kind { kElement, kMissing, kBroken };
+    Kind kind;
+    xmlNodePtr node;  // the element found, or the node that broke the layout; null if missing
+};
+
+Slot element_after(xmlNodePtr skipped) {
+    if (skipped == nullptr) return {Slot::kMissing, nullptr};
+    if (is_element(skipped)) return {Slot::kBroken, skipped};
+    xmlNodePtr candidate = skipped->next;
+    if (candidate == nullptr) return {Slot::kMissing, nullptr};
+    if (!is_element(candidate)) return {Slot::kBroken, candidate};
+    return {Slot::kElement, candidate};
+}
+
+Slot first_element_child(xmlNodePtr node) {
+    return element_after(node->children);
+}
+
+Slot next_element(xmlNodePtr node) {
+    return element_after(node->next);
+}
+
+// Why a slot holds no element, for the log line that drops the record.
+std::string slot_problem(const Slot& slot, const char* what) {
+    if (slot.kind == Slot::kMissing) return std::string("no ") + what;
+    long line = xmlGetLineNo(slot.node);
+    if (is_element(slot.node)) {
+        return "<" + std::string(node_name(slot.node)) + "> at line " + std::to_string(line) +
+               " has no whitespace in front of it, so the " + what + " cannot be found";
+    }
+    return "a non-element node at line " + std::to_string(line) + " stands where the " + what +
+           " belongs";
+}
+
+Endpoint tuning_endpoint(const std::string& name) {
+    if (name == kHeadphone) return ENDPOINT_HEADPHONE;
+    if (name == kOther) return ENDPOINT_OTHER;
+    // "speaker" and every unknown name: a tuning with an odd endpoint still drives a speaker.
+    return ENDPOINT_SPEAKER;
+}
+
+Endpoint profile_endpoint(const std::string& name) {
+    if (name == kSpeaker) return ENDPOINT_SPEAKER;
+    if (name == kHeadphone) return ENDPOINT_HEADPHONE;
+    // Unknown names fall to "other", unlike tunings; both rules are long-standing.
+    return ENDPOINT_OTHER;
+}
+
+// The preset type of an IEQ preset, from its id. Unknown ids are balanced, the neutral
+// preset; the order of the tests decides ids that contain two of the words.
+PresetType ieq_preset_type_by_id(const std::string& id) {
+    if (id.find("detailed") != std::string::npos) return PRESET_DETAILED;
+    if (id.find("balanced") != std::string::npos) return PRESET_BALANCED;
+    if (id.find("warm") != std::string::npos) return PRESET_WARM;
+    if (id.find("off") != std::string::npos) return PRESET_OFF;
+    return PRESET_BALANCED;
+}
+
+std::string read_version(xmlNodePtr node) {
+    std::string major;
+    std::string minor;
+    std::string maintenance;
+    for (xmlAttrPtr attr = node->properties; attr != nullptr; attr = attr->next) {
+        std::string_view name = attr_name(attr);
+        if (name == kMajorAttr) {
+            major = attr_text(attr);
+        } else if (name == kMinorAttr) {
+            minor = attr_text(attr);
+        } else if (name == kMaintenanceAttr) {
+            maintenance = attr_text(attr);
+        } else {
+            ALOGE("invalid attribute name %s", std::string(name).c_str());
+        }
+    }
+    return major + "." + minor + "." + maintenance;
+}
+
+void log_xml_error(void* /*context*/, xmlErrorPtr error) {
+    if (error == nullptr) return;
+    std::string message = error->message != nullptr ? error->message : "";
+    while (!message.empty() && (message.back() == '\n' || message.back() == '\r')) {
+        message.pop_back();
+    }
+    const char* file = error->file != nullptr ? error->file : "";
+    if (error->level == XML_ERR_WARNING) {
+        ALOGW("libxml2: %s:%d: %s", file, error->line, message.c_str());
+    } else {
+        ALOGE("libxml2: %s:%d: %s", file, error->line, message.c_str());
+    }
+}
+
+// Sends libxml2's own diagnostics for one read into the log (where the rest of the reader's
+// lines go) instead of stderr, and restores the previous handler afterwards. libxml2 keeps
+// the handler per thread.
+class XmlErrorsToLog {
+public:
+    XmlErrorsToLog() : mHandler(xmlStructuredError), mContext(xmlStructuredErrorContext) {
+        xmlSetStructuredErrorFunc(nullptr, &log_xml_error);
+    }
+    ~XmlErrorsToLog() { xmlSetStructuredErrorFunc(mContext, mHandler); }
+    XmlErrorsToLog(const XmlErrorsToLog&) = delete;
+    XmlErrorsToLog& operator=(const XmlErrorsToLog&) = delete;
+
+private:
+    xmlStructuredErrorFunc mHandler;
+    void* mContext;
+};
+
+// libxml2's global state is set up when the first parser of the process is made and
+// released (xmlCleanupParser) when the last one goes. Cleaning up while another parser still
+// holds a document would pull shared state from under it.
+android::Mutex& library_lock() {
+    static android::Mutex lock;
+    return lock;
+}
+
+int& live_parsers() {
+    static int count = 0;
+    return count;
+}
+
+void acquire_library() {
+    android::Mutex::Autolock guard(library_lock());
+    if (live_parsers()++ == 0) xmlInitParser();
+}
+
+void release_library() {
+    android::Mutex::Autolock guard(library_lock());
+    if (--live_parsers() == 0) xmlCleanupParser();
+}
+
+}  // namespace
+
+TuningFileParser::TuningFileParser() {
+    acquire_library();
+}
+
+TuningFileParser::TuningFileParser(const std::string& path) : TuningFileParser() {
+    setTuningFile(path);
+}
+
+TuningFileParser::~TuningFileParser() {
+    mRoot = nullptr;
+    mDoc.reset();
+    release_library();
+    for (IeqPreset* preset : mIeqPresets) delete preset;
+    for (GeqPreset* preset : mGeqPresets) delete preset;
+    for (Profile* profile : mProfiles) delete profile;
+    for (ProfileEndpoint* endpoint : mProfileEndpoints) delete endpoint;
+    for (Tuning* tuning : mTunings) delete tuning;
+    for (DeviceTuning* deviceTuning : mDeviceTunings) delete deviceTuning;
+    mDeviceData.reset();
+}
+
+int TuningFileParser::setTuningFile(const std::string& path) {
+    mPath = path;
+    if (initXmlParser() != 0) return -EINVAL;
+
+    // The versions belong to the file just opened; records of earlier files stay owned here.
+    mFormatVersion.clear();
+    mToolVersion.clear();
+    parseTuningFile();
+
+    auto data = std::make_unique<DeviceData>();
+    data->setFormatVersion(mFormatVersion);
+    data->setToolVersion(mToolVersion);
+    data->setIeqPresets(mIeqPresets);
+    data->setGeqPresets(mGeqPresets);
+    data->setProfiles(mProfiles);
+    data->setProfileEndPoints(mProfileEndpoints);
+    data->setTunings(mTunings);
+    data->setDeviceTunings(mDeviceTunings);
+    mDeviceData = std::move(data);
+    return 0;
+}
+
+int TuningFileParser::initXmlParser() {
+    if (mPath.empty()) {
+        ALOGE("invalide tuning file path, %d", kTagEmptyPath);
+        return -EINVAL;
+    }
+    XmlDocHolder doc;
+    {
+        XmlErrorsToLog errorsToLog;
+        // No parser options: whitespace text nodes are kept, and the layout rules need them.
+        doc.reset(xmlReadFile(mPath.c_str(), nullptr, 0));
+    }
+    if (!doc) {
+        ALOGE("fail to call xmlReadFile,  %d", kTagReadFile);
+        return -EINVAL;
+    }
+    xmlNodePtr root = nullptr;
+    int result = findRootElement(doc.get(), &root);
+    if (result != 0) return result;
+    mRoot = root;
+    mDoc = std::move(doc);
+    return 0;
+}
+
+int TuningFileParser::findRootElement(xmlDocPtr doc, xmlNodePtr* root) {
+    *root = doc != nullptr ? xmlDocGetRootElement(doc) : nullptr;
+    if (*root == nullptr) {
+        ALOGE("fail to call xmlDocGetRootElement, %d", kTagNoRoot);
+        return -ENODEV;
+    }
+    return 0;
+}
+
+void TuningFileParser::parseTuningFile() {
+    if (mRoot == nullptr) return;
+    // The root's name is not checked: shipped files differ in it.
+    for (xmlNodePtr node = mRoot->children; node != nullptr; node = node->next) {
+        if (is_element(node)) parseNode(node);
+    }
+    mParsed = true;
+}
+
+void TuningFileParser::parseNode(xmlNodePtr node) {
+    std::string_view name = node_name(node);
+    if (name == kFormatVersionElement) {
+        parseFormatVersion(node);
+    } else if (name == kToolVersionElement) {
+        parseToolVersion(node);
+    } else if (name == kPresetElement) {
+        parsePreset(node);
+    } else if (name == kProfileElement) {
+        parseProfile(node);
+    } else if (name == kTuningElement) {
+        parseTuning(node);
+    }
+}
+
+std::string TuningFileParser::getProfileName(int profileId) {
+    return mProfileNames[profileId];
+}
+
+std::string TuningFileParser::xmlChar2String(const xmlChar* text) {
+    if (text == nullptr) return {};
+    return std::string(reinterpret_cast<const char*>(text), xmlStrlen(text));
+}
+
+int TuningFileParser::getNodeValue(xmlNodePtr node) {
+    if (node == nullptr) return 0;
+    xmlAttrPtr first = node->properties;
+    if (first == nullptr || attr_name(first) != kValueAttr) return 0;
+    std::string text = attr_text(first);
+    if (text == kFalse) return 0;
+    if (text == kTrue) return 1;
+    return string2int(text);
+}
+
+std::vector<int> TuningFileParser::parseDataRow(xmlNodePtr node) {
+    std::vector<int> values;
+    if (node == nullptr || node->properties == nullptr) return values;
+    std::string text = attr_text(node->properties);
+    // strtok semantics: runs of separators count as one, so empty fields vanish.
+    char* save = nullptr;
+    for (char* piece = strtok_r(text.data(), ",", &save); piece != nullptr;
+         piece = strtok_r(nullptr, ",", &save)) {
+        values.push_back(scan_int(piece));
+    }
+    return values;
+}
+
+std::vector<int> TuningFileParser::parseMixMatrix(xmlNodePtr node) {
+    std::vector<int> values;
+    if (node == nullptr) return values;
+    xmlNodePtr container = node->children;
+    while (container != nullptr && !is_element(container)) container = container->next;
+    if (container == nullptr) return values;
+    for (xmlNodePtr row = container->children; row != nullptr; row = row->next) {
+        if (!is_element(row) || row->properties == nullptr) continue;
+        std::vector<int> rowValues = parseDataRow(row);
+        values.insert(values.end(), rowValues.begin(), rowValues.end());
+    }
+    return values;
+}
+
+PresetType TuningFileParser::getIeqPresetTypeByName(const std::string& name) {
+    // "off" first: a name such as "warm_off" switches the equalizer off.
+    if (name.find("off") != std::string::npos) return PRESET_OFF;
+    if (name.find("balanced") != std::string::npos) return PRESET_BALANCED;
+    if (name.find("warm") != std::string::npos) return PRESET_WARM;
+    if (name.find("detailed") != std::string::npos) return PRESET_DETAILED;
+    ALOGE("name is invalid, %d", kTagInvalidPresetName);
+    return PRESET_OFF;
+}
+
+void TuningFileParser::parseFormatVersion(xmlNodePtr node) {
+    mFormatVersion = read_version(node);
+}
+
+void TuningFileParser::parseToolVersion(xmlNodePtr node) {
+    mToolVersion = read_version(node);
+}
+
+void TuningFileParser::parsePreset(xmlNodePtr node) {
+    std::string id = prop(node, kIdAttr);
+    std::string type = prop(node, kTypeAttr);
+    // Band values are gathered as "v1,v2,...," texts and converted at the end, like every
+    // stored list.
+    std::string frequencies;
+    std::string levels;
+    if (type == kIeqType) {
+        auto preset = new IeqPreset(ieq_preset_type_by_id(id));
+        for (xmlNodePtr band = node->children; band != nullptr; band = band->next) {
+            if (!is_element_named(band, kIeqBandElement)) continue;
+            for (xmlAttrPtr attr = band->properties; attr != nullptr; attr = attr->next) {
+                if (attr_name(attr) == kFrequencyAttr) {
+                    frequencies += attr_text(attr) + ",";
+                } else if (attr_name(attr) == kTargetAttr) {
+                    levels += attr_text(attr) + ",";
+                }
+            }
+        }
+        preset->set(ieq_frequency, string_2_int_vector(frequencies));
+        preset->set(ieq_target, string_2_int_vector(levels));
+        mIeqPresets.insert(preset);
+    } else if (type == kGeqType) {
+        // A GEQ preset's id is the id of the profile it belongs to.
+        auto preset = new GeqPreset(std::atoi(id.c_str()));
+        for (xmlNodePtr band = node->children; band != nullptr; band = band->next) {
+            if (!is_element(band)) continue;
+            for (xmlAttrPtr attr = band->properties; attr != nullptr; attr = attr->next) {
+                if (attr_name(attr) == kFrequencyAttr) {
+                    frequencies += attr_text(attr) + ",";
+                } else if (attr_name(attr) == kGainAttr) {
+                    levels += attr_text(attr) + ",";
+                }
+            }
+        }
+        preset->set(geq_frequency, string_2_int_vector(frequencies));
+        preset->set(geq_gain, string_2_int_vector(levels));
+        mGeqPresets.insert(preset);
+    }
+}
+
+void TuningFileParser::parseProfile(xmlNodePtr node) {
+    int profileId = std::atoi(prop(node, kIdAttr).c_str());
+    std::string name = prop(node, kNameAttr);
+
+    Slot data = first_element_child(node);
+    if (data.kind != Slot::kElement) {
+        ALOGE("Profile %d [%s] at line %ld dropped: %s", profileId, name.c_str(),
+              xmlGetLineNo(node), slot_problem(data, "data block").c_str());
+        return;
+    }
+
+    // The include is optional: without it the profile starts with the "off" preset.
+    std::string presetName;
+    Slot include = next_element(data.node);
+    if (include.kind == Slot::kElement && is_element_named(include.node, kIncludeElement)) {
+        xmlAttrPtr first = include.node->properties;
+        if (first != nullptr && attr_name(first) == kPresetAttr) presetName = attr_text(first);
+    } else if (include.kind == Slot::kBroken && is_element(include.node)) {
+        ALOGW("Profile %d [%s]: %s", profileId, name.c_str(),
+              slot_problem(include, "include element").c_str());
+    }
+    auto profile = new Profile(profileId, name, getIeqPresetTypeByName(presetName));
+    mProfiles.insert(profile);
+    mProfileNames[profileId] = name;
+    ++mNumOfProfiles;
+
+    const KeyMap& keys = profile_keys();
+    for (xmlNodePtr child = data.node->children; child != nullptr; child = child->next) {
+        if (!is_element(child)) continue;
+        std::string_view childName = node_name(child);
+        if (childName == kEndpointTypeElement) {
+            parseProfileEndpoint(child, profileId);
+            continue;
+        }
+        auto key = keys.find(childName);
+        if (key == keys.end()) continue;
+        if (childName == kProfileDataRowKey) {
+            profile->set(key->second, parseDataRow(child));
+        } else {
+            profile->set(key->second, {getNodeValue(child)});
+        }
+    }
+}
+
+void TuningFileParser::parseProfileEndpoint(xmlNodePtr node, int profileId) {
+    auto endpoint = new ProfileEndpoint(profileId, profile_endpoint(prop(node, kIdAttr)));
+    mProfileEndpoints.insert(endpoint);
+    const KeyMap& keys = profile_endpoint_keys();
+    for (xmlNodePtr child = node->children; child != nullptr; child = child->next) {
+        if (!is_element(child)) continue;
+        auto key = keys.find(node_name(child));
+        if (key != keys.end()) endpoint->set(key->second, {getNodeValue(child)});
+    }
+}
+
+void TuningFileParser::parseTuning(xmlNodePtr node) {
+    std::string name = prop(node, kNameAttr);
+    auto tuning = std::make_unique<Tuning>(name, tuning_endpoint(prop(node, kEndpointTypeAttr)),
+                                           prop(node, kMonoDeviceAttr) == kTrue);
+    tuning->set(orientation, {string2int(prop(node, kOrientationAttr))});
+    tuning->set(output_channels, {string2int(prop(node, kOutputChannelsAttr))});
+
+    Slot slot = first_element_child(node);
+    while (slot.kind == Slot::kElement && is_element_named(slot.node, kDeviceIdElement)) {
+        parseDeviceTuning(slot.node, name);
+        slot = next_element(slot.node);
+    }
+    // Device entries read so far stay even when the tuning is dropped: they name the tuning,
+    // and the store keeps them apart from the tunings themselves.
+    if (slot.kind == Slot::kMissing) {
+        ALOGE("There is no <data> in Tuning section");
+        return;
+    }
+    if (slot.kind == Slot::kBroken) {
+        ALOGE("Tuning [%s] at line %ld dropped: %s", name.c_str(), xmlGetLineNo(node),
+              slot_problem(slot, "data block").c_str());
+        return;
+    }
+    if (!parseTuningData(slot.node, tuning.get())) return;
+    mTunings.insert(tuning.release());
+}
+
+void TuningFileParser::parseDeviceTuning(xmlNodePtr node, const std::string& tuningName) {
+    mDeviceTunings.insert(
+            new DeviceTuning(prop(node, kIdAttr), prop(node, kEndpointPortAttr), tuningName));
+}
+
+bool TuningFileParser::parseTuningData(xmlNodePtr data, Tuning* tuning) {
+    Slot optimizer = first_element_child(data);
+    Slot regulator = optimizer.kind == Slot::kElement ? next_element(optimizer.node) : optimizer;
+    if (optimizer.kind != Slot::kElement || regulator.kind != Slot::kElement) {
+        const Slot& bad = optimizer.kind != Slot::kElement ? optimizer : regulator;
+        const char* what = optimizer.kind != Slot::kElement ? "audio-optimizer band table"
+                                                            : "regulator band table";
+        ALOGE("Tuning [%s] at line %ld dropped: %s", tuning->getName().c_str(),
+              xmlGetLineNo(data), slot_problem(bad, what).c_str());
+        return false;
+    }
+    // The band tables are known by position only. Say so when a parameter element sits
+    // there: its value is lost and the table is read from it.
+    for (const auto& [table, what] : {std::pair{optimizer.node, "audio-optimizer"},
+                                      std::pair{regulator.node, "regulator"}}) {
+        if (is_parameter_element(node_name(table))) {
+            ALOGW("Tuning [%s]: <%s> at line %ld is read as the %s band table",
+                  tuning->getName().c_str(), std::string(node_name(table)).c_str(),
+                  xmlGetLineNo(table), what);
+        }
+    }
+
+    std::vector<int> frequency;
+    std::vector<int> gainLeft;
+    std::vector<int> gainRight;
+    std::vector<int> gainLeftSurround;
+    std::vector<int> gainRightSurround;
+    for (xmlNodePtr band = optimizer.node->children; band != nullptr; band = band->next) {
+        if (!is_element(band)) continue;
+        frequency.push_back(string2int(prop(band, kFrequencyAttr)));
+        gainLeft.push_back(string2int(prop(band, kGainLeftAttr)));
+        gainRight.push_back(string2int(prop(band, kGainRightAttr)));
+        gainLeftSurround.push_back(string2int(prop(band, kGainLeftSurroundAttr)));
+        gainRightSurround.push_back(string2int(prop(band, kGainRightSurroundAttr)));
+    }
+    tuning->set(audio_optimizer_frequency, frequency);
+    tuning->set(audio_optimizer_gain_l, gainLeft);
+    tuning->set(audio_optimizer_gain_r, gainRight);
+    tuning->set(audio_optimizer_gain_ls, gainLeftSurround);
+    tuning->set(audio_optimizer_gain_rs, gainRightSurround);
+
+    std::vector<int> regFrequency;
+    std::vector<int> thresholdLow;
+    std::vector<int> thresholdHigh;
+    std::vector<int> isolatedBand;
+    for (xmlNodePtr band = regulator.node->children; band != nullptr; band = band->next) {
+        if (!is_element(band)) continue;
+        regFrequency.push_back(string2int(prop(band, kFrequencyAttr)));
+        thresholdLow.push_back(string2int(prop(band, kThresholdLowAttr)));
+        thresholdHigh.push_back(string2int(prop(band, kThresholdHighAttr)));
+        isolatedBand.push_back(prop(band, kIsolatedBandAttr) == kTrue ? 1 : 0);
+    }
+    tuning->set(regulator_frequency, regFrequency);
+    tuning->set(regulator_threshold_low, thresholdLow);
+    tuning->set(regulator_threshold_high, thresholdHigh);
+    tuning->set(regulator_isolated_band, isolatedBand);
+
+    const KeyMap& keys = tuning_keys();
+    for (xmlNodePtr child = regulator.node->next; child != nullptr; child = child->next) {
+        if (!is_element(child)) continue;
+        std::string_view name = node_name(child);
+        if (name == kVirtualBassMixFreqsElement) {
+            tuning->set(virtual_bass_mix_freq_low, {string2int(prop(child, kFrequencyLowAttr))});
+            tuning->set(virtual_bass_mix_freq_high,
+                        {string2int(prop(child, kFrequencyHighAttr))});
+        } else if (name == kVirtualBassSrcFreqsElement) {
+            tuning->set(virtual_bass_src_freq_low, {string2int(prop(child, kFrequencyLowAttr))});
+            tuning->set(virtual_bass_src_freq_high,
+                        {string2int(prop(child, kFrequencyHighAttr))});
+        } else if (name == kOutputModeElement) {
+            tuning->set(output_mix_matrix, parseMixMatrix(child));
+        } else if (auto key = keys.find(name); key != keys.end()) {
+            if (is_tuning_data_row_key(name)) {
+                tuning->set(key->second, parseDataRow(child));
+            } else {
+                tuning->set(key->second, {getNodeValue(child)});
+            }
+        }
+    }
+    return true;
+}
+
+}  // namespace velora
