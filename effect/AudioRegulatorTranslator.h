@@ -1,0 +1,25 @@
+/*
+ * Copyright (C) 2026 The Velora Project
+ * Licensed under the Apache License, Version 2.0.
+ */
+#pragma once
+
+#include <vector>
+
+#include "effect/Translator.h"
+
+namespace velora {
+
+// The regulator's stress amount ("ARSA") and band table ("ARBS"), sent on every run, and the
+// sibilance suppression amounts ("RSSA") while suppression is enabled on a stereo or
+// four-channel output.
+class AudioRegulatorTranslator : public Translator {
+public:
+    static const std::vector<Parameter> kSrcParams;
+
+    const std::vector<Parameter>& getSrcParams() const override { return kSrcParams; }
+    void pexTranslate(SetParamCommand& command, ParameterValues& values, Endpoint endpoint,
+                      bool mono) const override;
+};
+
+}  // namespace velora
