@@ -1,0 +1,288 @@
+/*
+ * Copyright (C) 2026 The Velora Project
+ * Licensed under the Apache License, Version 2.0.
+ */
+#define LOG_TAG "KsContextManager"
+
+#include "context/KsContextManager.h"
+
+#include <fcntl.h>
+#include <log/log.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <set>
+
+#include "common/SystemPaths.h"
+#include "context/KsContext.h"
+#include "context/KsContextChangeObservable.h"
+#include "model/Port.h"
+#include "store/Provider.h"
+#include "tuning/DeviceData.h"
+#include "tuning/TuningFileParser.h"
+
+ANDROID_SINGLETON_STATIC_INSTANCE(velora::KsContextManager);
+
+namespace velora {
+
+using android::Mutex;
+
+KsContextManager::KsContextManager() {
+    init();
+}
+
+KsContextManager::~KsContextManager() {
+    Mutex::Autolock lock(mLock);
+    release_l();
+}
+
+std::string KsContextManager::chooseTuningFile() {
+    std::string defaultPath = SystemPaths::resolve(SystemPaths::kDefaultTuningFile);
+    std::string romUpdatePath = SystemPaths::resolve(SystemPaths::kRomUpdateTuningFile);
+    if (access(romUpdatePath.c_str(), F_OK) != 0) {
+        ALOGD("ROMUPDATE XML Tuning file doesn't exist, use default XML");
+        return defaultPath;
+    }
+    struct stat defaultStat;
+    struct stat romUpdateStat;
+    if (lstat(defaultPath.c_str(), &defaultStat) != 0 ||
+        lstat(romUpdatePath.c_str(), &romUpdateStat) != 0) {
+        return defaultPath;
+    }
+    long defaultTime = static_cast<long>(defaultStat.st_mtime);
+    long romUpdateTime = static_cast<long>(romUpdateStat.st_mtime);
+    ALOGD("default XML time:%ld, romupdate XML:%ld", defaultTime, romUpdateTime);
+    // The copy is an update delivered after the device was built; only a default file that
+    // is strictly newer (a system update that replaced it) wins over it. Times below 1 say
+    // nothing about age, so the copy is used.
+    if (defaultTime >= 1 && romUpdateTime >= 1 && defaultTime > romUpdateTime) {
+        ALOGD("ROMUPDATE XML Tuning file exist, but is old, use default XML");
+        return defaultPath;
+    }
+    ALOGD("use ROMUPDATE XML");
+    return romUpdatePath;
+}
+
+void KsContextManager::init() {
+    Mutex::Autolock lock(mLock);
+    if (mProvider != nullptr) {
+        ALOGW("%s(): already started", "init");
+        return;
+    }
+    std::string path = chooseTuningFile();
+    struct stat fileStat;
+    if (stat(path.c_str(), &fileStat) != 0) {
+        ALOGE("XML Tuning file doesn't exist!!");
+        return;
+    }
+    mProvider = std::make_unique<Provider>();
+    initDatabase(mProvider.get(), path);
+    if (mProvider->init() == 0) {
+        mObservable = std::make_unique<KsContextChangeObservable>();
+        mContext = std::make_unique<KsContext>(mProvider.get(), mObservable.get());
+        mContext->load();
+    }
+    // The database holds everything the parse gave now; the records can go.
+    mParser.reset();
+}
+
+int KsContextManager::initDatabase(Provider* provider, const std::string& path) {
+    DeviceData* data = loadXmlIfChanged(path, provider);
+    if (data == nullptr) return 0;
+    data->validateData();
+    populateDatabase(data, provider);
+    // The OEM file is merged against the defaults it extends, so it has to follow every
+    // rebuild; a failed merge leaves the rebuilt defaults in place.
+    loadOemTuningLocked();
+    ALOGI("Load OEM tuning XML after default tuning XML is reloaded");
+    return 0;
+}
+
+DeviceData* KsContextManager::loadXmlIfChanged(const std::string& path, Provider* provider) {
+    std::string signature = getChangedSignature(path, provider);
+    if (signature.empty()) return nullptr;
+    ALOGD("Tuning XML file has been updated");
+    mParser = std::make_unique<TuningFileParser>();
+    if (mParser->setTuningFile(path) != 0) {
+        ALOGE("XML parses error!!");
+        return nullptr;
+    }
+    DeviceData* data = mParser->getDeviceData();
+    if (data == nullptr) {
+        ALOGE("XML parses error!!");
+        return nullptr;
+    }
+    data->setSignature(signature);
+    return data;
+}
+
+std::string KsContextManager::getChangedSignature(const std::string& path, Provider* provider) {
+    std::string signature = getSignature(path);
+    return signature == provider->getDefaultXmlSignature() ? std::string() : signature;
+}
+
+std::string KsContextManager::getSignature(const std::string& path) {
+    int fd = open(path.c_str(), O_RDONLY);
+    if (fd < 0) return std::string();
+    struct stat fileStat;
+    if (fstat(fd, &fileStat) != 0) {
+        close(fd);
+        return std::string();
+    }
+    // The modification time alone: a file replaced by one with the same time counts as
+    // unchanged, which spares a full parse on every boot.
+    std::string signature = std::to_string(fileStat.st_mtime);
+    ALOGD("%s(): XML file time string %s", "getSignature", signature.c_str());
+    close(fd);
+    return signature;
+}
+
+void KsContextManager::populateDatabase(DeviceData* data, Provider* provider) {
+    // One exclusive transaction: a reader never sees a half-built database, and a crash in
+    // the middle leaves the old one (with the old signature, so the next start rebuilds).
+    provider->beginTransaction();
+    provider->clear();
+    provider->initDatabase();
+    for (IeqPreset* preset : data->getIeqPresets()) provider->create(preset);
+    for (GeqPreset* preset : data->getGeqPresets()) provider->create(preset);
+    for (Profile* profile : data->getProfiles()) provider->create(profile);
+    for (ProfileEndpoint* endpoint : data->getProfileEndpoints()) provider->create(endpoint);
+    for (Tuning* tuning : data->getTunings()) provider->create(tuning, Provider::kDefaultName);
+    for (DeviceTuning* deviceTuning : data->getDeviceTunings()) {
+        provider->create(deviceTuning, Provider::kDefaultName);
+    }
+    for (Port port : KsContext::kSupportedPorts) {
+        std::string portName = kPortNames[port];
+        provider->setDeviceTuning(portName, "default_" + portName);
+    }
+    provider->setDefaultXmlSignature(data->getSignature());
+    provider->setDefaultXmlFormatVersion(data->getFormatVersion());
+    provider->commitTransaction();
+}
+
+int KsContextManager::loadOemTuningLocked() {
+    std::string oemPath = SystemPaths::resolve(SystemPaths::kOemTuningFile);
+    struct stat fileStat;
+    if (stat(oemPath.c_str(), &fileStat) != 0) {
+        ALOGE("OEM Tuning XML doesn't exist!");
+        return -ENOENT;
+    }
+    ALOGD("Try to load OEM tuning XML file from %s", oemPath.c_str());
+    TuningFileParser oemParser;
+    if (oemParser.setTuningFile(oemPath) != 0 || oemParser.getDeviceData() == nullptr) {
+        ALOGE("OEM Tuning XML parses error!");
+        return -EINVAL;
+    }
+    DeviceData* oemData = oemParser.getDeviceData();
+    ALOGD("OEM tuning XML file completed deviceData = %p", oemData);
+
+    // OEM rows are written in the layout of the stored defaults; another format version
+    // could carry parameters that mean something else.
+    std::string oemVersion = oemData->getFormatVersion();
+    std::string currentVersion = mProvider->getDefaultXmlFormatVersion();
+    if (oemVersion != currentVersion) {
+        ALOGE("OEM tuning format V=%s is not consistent with current V=%s, abort loading OEM "
+              "tuning XML.",
+              oemVersion.c_str(), currentVersion.c_str());
+        return -EINVAL;
+    }
+
+    // The duplicate checks always read the shipped default file, also when start-up chose
+    // the ROMUPDATE copy: the OEM file is written against what ships on the partition.
+    TuningFileParser defaultParser;
+    std::string defaultPath = SystemPaths::resolve(SystemPaths::kDefaultTuningFile);
+    if (defaultParser.setTuningFile(defaultPath) != 0 || defaultParser.getDeviceData() == nullptr) {
+        // Without the default names nothing can be checked; merging blind could let an OEM
+        // row shadow a shipped one, so the merge is abandoned before anything is touched.
+        ALOGE("%s(): cannot read default tuning XML %s, abort loading OEM tuning XML.",
+              "loadOemTuningLocked", defaultPath.c_str());
+        return -EINVAL;
+    }
+    DeviceData* defaultData = defaultParser.getDeviceData();
+    std::set<std::string> defaultTuningNames;
+    for (Tuning* tuning : defaultData->getTunings()) defaultTuningNames.insert(tuning->getName());
+    std::set<std::string> defaultDevices;
+    for (DeviceTuning* deviceTuning : defaultData->getDeviceTunings()) {
+        defaultDevices.insert(deviceTuning->getDevice());
+    }
+
+    // A replacement, not an accumulation: rows of an earlier OEM file go first.
+    mProvider->beginTransaction();
+    mProvider->clearOemTunings();
+    ALOGD("Num of parsed OEM tuning = %zu", oemData->getTunings().size());
+    std::set<std::string> droppedTunings;
+    for (Tuning* tuning : oemData->getTunings()) {
+        const std::string& name = tuning->getName();
+        if (defaultTuningNames.count(name) != 0) {
+            ALOGE("Found OEM tuning [%s] already exists in the default tuning XML, drop it.",
+                  name.c_str());
+            droppedTunings.insert(name);
+        } else {
+            ALOGI("Add OEM Tuning %s", name.c_str());
+            mProvider->create(tuning, Provider::kOemName);
+        }
+    }
+    mProvider->clearOemDeviceTunings();
+    ALOGD("Num of parsed OEM device tuning = %zu", oemData->getDeviceTunings().size());
+    for (DeviceTuning* deviceTuning : oemData->getDeviceTunings()) {
+        std::string tuningName = deviceTuning->getTuning();
+        std::string device = deviceTuning->getDevice();
+        if (droppedTunings.count(tuningName) != 0) {
+            ALOGE("Drop OEM Device Tuning with tuning.name [%s] (duplicate in default xml)",
+                  tuningName.c_str());
+        } else if (defaultDevices.count(device) != 0) {
+            ALOGE("Found OEM device ID [%s] already exists in the default tuning XML, drop it.",
+                  device.c_str());
+        } else {
+            ALOGI("Add OEM Device Tuning Port[%s] : Device[%s] with tuning.name [%s]",
+                  deviceTuning->getPort().c_str(), device.c_str(), tuningName.c_str());
+            mProvider->create(deviceTuning, Provider::kOemName);
+        }
+    }
+    mProvider->commitTransaction();
+    ALOGI("Tell database to reload cached device tuning mappings.");
+    mProvider->reloadCachedDeviceTunings();
+    return 0;
+}
+
+KsContext* KsContextManager::getKsContext() {
+    Mutex::Autolock lock(mLock);
+    return mContext.get();
+}
+
+int KsContextManager::loadOemTuning() {
+    Mutex::Autolock lock(mLock);
+    if (mProvider == nullptr) {
+        ALOGE("%s(): no settings database, start-up failed", "loadOemTuning");
+        return -ENODEV;
+    }
+    if (mContext == nullptr) return loadOemTuningLocked();
+    // The merge rebuilds the provider's tuning caches, which the context's readers use; it
+    // runs under the context's lock, and the context re-selects its tunings before anyone
+    // can see the old records again.
+    return mContext->refreshTunings([this]() NO_THREAD_SAFETY_ANALYSIS {
+        return loadOemTuningLocked();
+    });
+}
+
+std::string KsContextManager::getDefaultXmlFormatVersion() {
+    Mutex::Autolock lock(mLock);
+    if (mProvider == nullptr) return std::string();
+    return mProvider->getDefaultXmlFormatVersion();
+}
+
+void KsContextManager::release_l() {
+    mProvider.reset();
+    mParser.reset();
+    mObservable.reset();
+    mContext.reset();
+}
+
+int KsContextManager::release() {
+    Mutex::Autolock lock(mLock);
+    release_l();
+    return 0;
+}
+
+}  // namespace velora
