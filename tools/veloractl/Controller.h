@@ -1,0 +1,89 @@
+/*
+ * Copyright (C) 2026 The Velora Project
+ * Licensed under the Apache License, Version 2.0.
+ */
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tools/veloractl/CommandLine.h"
+#include "tools/veloractl/JsonValue.h"
+#include "tools/veloractl/SignalWatcher.h"
+#include "tools/veloractl/VeloraClient.h"
+
+namespace velora {
+
+// Runs one veloractl command against velorad. Each command that talks to the daemon registers
+// as a client for its duration, as the settings app does: the registration starts the service
+// if no one has yet, and its callbacks tell the command when a write has been applied. Writes
+// go through the packed set buffer and are confirmed by their callback before the command reads
+// the result back, so what it prints is what the service now holds.
+class Controller {
+public:
+    Controller(const CommandLine& line, SignalWatcher& signals);
+    ~Controller();
+
+    // The exit status of the command (ExitStatus).
+    int run();
+
+private:
+    struct Command {
+        const char* name;
+        const char* usage;
+        const char* summary;
+        const char* help;
+        std::vector<std::string> options;  // beyond the common ones
+        bool needsDaemon;
+        int (Controller::*run)();
+    };
+    static const Command kCommands[];
+
+    static const Command* findCommand(const std::string& name);
+    void printUsage() const;
+    void printCommandHelp(const Command& command) const;
+
+    // Output: one JSON document per result with --json, text otherwise.
+    void emit(const JsonValue& json, const std::string& text) const;
+    int usageError(const std::string& message) const;
+    int failure(ExitStatus status, const std::string& message) const;
+    int clientFailure() const;
+
+    bool connect();
+    bool openSession();
+    int closeSession(int status);
+
+    bool resolveProfile(const std::string& text, int* profile, std::string* name);
+    bool profileCount(int* count);
+    // Sends a set buffer and waits for the callback that reports it applied.
+    bool applyAndWait(const std::string& buffer, std::string* echo);
+    // Waits for a callback with exactly these bytes.
+    bool waitForUpdate(const std::string& bytes);
+
+    int cmdStatus();
+    int cmdOn();
+    int cmdOff();
+    int switchEffect(bool on);
+    int cmdProfiles();
+    int cmdProfile();
+    int cmdParams();
+    int cmdGet();
+    int cmdSet();
+    int cmdDevices();
+    int cmdDevice();
+    int cmdProp();
+    int cmdWatch();
+    int cmdEffect();
+    int cmdDump();
+    int cmdReloadTuning();
+    int cmdHelp();
+
+    const CommandLine& mLine;
+    SignalWatcher& mSignals;
+    std::string mSocketPath;
+    std::unique_ptr<VeloraClient> mClient;
+    std::unique_ptr<Registration> mRegistration;
+};
+
+}  // namespace velora

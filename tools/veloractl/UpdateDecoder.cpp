@@ -1,0 +1,142 @@
+/*
+ * Copyright (C) 2026 The Velora Project
+ * Licensed under the Apache License, Version 2.0.
+ */
+#include "tools/veloractl/UpdateDecoder.h"
+
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+#include "tools/veloractl/ExternalParameter.h"
+#include "tools/veloractl/PackedBuffer.h"
+#include "tools/veloractl/TextParsing.h"
+
+namespace velora {
+
+namespace {
+
+std::string values_text(const std::vector<int>& words, size_t from) {
+    std::string text;
+    for (size_t i = from; i < words.size(); ++i) {
+        if (!text.empty()) text += ' ';
+        text += std::to_string(words[i]);
+    }
+    return text.empty() ? "(no values)" : text;
+}
+
+std::string parameter_text(int id) {
+    const ExternalParameter* parameter = ExternalParameter::byId(id);
+    return parameter ? std::string(parameter->name) + " (" + std::to_string(id) + ")"
+                     : "parameter " + std::to_string(id);
+}
+
+bool looks_like_name(const std::string& bytes) {
+    for (unsigned char c : bytes) {
+        if (c < 0x20 || c >= 0x7f) return false;
+    }
+    return !bytes.empty();
+}
+
+// The service tells its clients of every registration and unregistration with a buffer of
+// three words: a marker, the client's type and its uid.
+constexpr uint32_t kRegisteredMarker = 0x72656763;    // "regc"
+constexpr uint32_t kUnregisteredMarker = 0x75726567;  // "ureg"
+
+bool decode_registration(const std::string& bytes, DecodedUpdate* out) {
+    if (bytes.size() != 12) return false;
+    std::vector<int> words = unpack_words(bytes);
+    const uint32_t marker = static_cast<uint32_t>(words[0]);
+    if (marker != kRegisteredMarker && marker != kUnregisteredMarker) return false;
+    const bool registered = marker == kRegisteredMarker;
+    const uint32_t uid = static_cast<uint32_t>(words[2]);
+    out->kind = registered ? "client-registered" : "client-unregistered";
+    out->summary = std::string("client ") + (registered ? "registered" : "unregistered") +
+                   ": uid " + std::to_string(uid) + " type " + std::to_string(words[1]);
+    out->json.set("type", words[1]).set("uid", uid);
+    return true;
+}
+
+bool decode_set_buffer(const std::string& bytes, DecodedUpdate* out) {
+    if (bytes.size() < 12 || bytes.size() % 4 != 0) return false;
+    std::vector<int> words = unpack_words(bytes);
+    const uint32_t word0 = static_cast<uint32_t>(words[0]);
+    if ((word0 & 0x00ffffff) != 0) return false;
+    const int command = static_cast<int>(word0 >> 24);
+    JsonValue& json = out->json;
+    json.set("command", command).set("applied", words[1]);
+    switch (command) {
+        case kSetPexOn:
+            out->kind = "pex-on";
+            out->summary = std::string("effect switched ") + (words[2] > 0 ? "on" : "off");
+            json.set("on", words[2] > 0);
+            return true;
+        case kSetParameter: {
+            if (words.size() < 4) return false;
+            out->kind = "set-parameter";
+            out->summary = "profile " + std::to_string(words[2]) + ": " +
+                           parameter_text(words[3]) + " = " + values_text(words, 4);
+            const ExternalParameter* parameter = ExternalParameter::byId(words[3]);
+            json.set("profile", words[2]).set("parameter", words[3]);
+            if (parameter) json.set("name", parameter->name);
+            json.set("values", JsonValue::intArray({words.begin() + 4, words.end()}));
+            return true;
+        }
+        case kSetPortParameter: {
+            if (words.size() < 5) return false;
+            out->kind = "set-port-parameter";
+            out->summary = "profile " + std::to_string(words[2]) + ", port " +
+                           port_name(words[3]) + ": " + parameter_text(words[4]) + " = " +
+                           values_text(words, 5);
+            const ExternalParameter* parameter = ExternalParameter::byId(words[4]);
+            json.set("profile", words[2]).set("port", words[3]).set("parameter", words[4]);
+            if (parameter) json.set("name", parameter->name);
+            json.set("values", JsonValue::intArray({words.begin() + 5, words.end()}));
+            return true;
+        }
+        case kSetSelectedProfile:
+            out->kind = "select-profile";
+            out->summary = "profile " + std::to_string(words[2]) + " selected";
+            json.set("profile", words[2]);
+            return true;
+        case kSetResetProfile:
+            out->kind = "reset-profile";
+            out->summary = "profile " + std::to_string(words[2]) + " reset";
+            json.set("profile", words[2]);
+            return true;
+        default:
+            out->kind = "set-command";
+            out->summary = "set command " + std::to_string(command) + " (ignored by the service)";
+            return true;
+    }
+}
+
+}  // namespace
+
+DecodedUpdate decode_update(const std::string& bytes) {
+    DecodedUpdate out;
+    out.json = JsonValue::object();
+    JsonValue head = JsonValue::object();
+    if (bytes.empty()) {
+        out.kind = "no-data";
+        out.summary = "update without data (tuning file reloaded)";
+    } else if (decode_registration(bytes, &out) || decode_set_buffer(bytes, &out)) {
+        // decoded
+    } else if (looks_like_name(bytes)) {
+        out.kind = "tuning-device";
+        out.summary = "tuning device selected: " + bytes;
+        out.json.set("device", bytes);
+    } else {
+        out = DecodedUpdate();
+        out.json = JsonValue::object();
+        out.kind = "bytes";
+        out.summary = std::to_string(bytes.size()) + " bytes: " + hex_bytes(bytes);
+    }
+    // Kind and raw bytes first, so every line starts the same way.
+    head.set("event", "update").set("kind", out.kind).set("bytes", hex_bytes(bytes));
+    head.extend(out.json);
+    out.json = std::move(head);
+    return out;
+}
+
+}  // namespace velora
