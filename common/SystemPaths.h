@@ -23,6 +23,8 @@ public:
             "/data/vendor/multimedia/multimedia_velora_kiv_default.xml";
     static constexpr const char* kOemTuningFile = "/data/vendor/velora/kiv-extra.xml";
     static constexpr const char* kDatabaseDir = "/data/vendor/velora/";
+    // The effect parameters published by the parameter store.
+    static constexpr const char* kPexParamFile = "/data/vendor/velora/pexparams.bin";
 
     // Sets the root; an empty text means "/". A trailing "/" is ignored.
     static void setRoot(const std::string& root);
