@@ -1,0 +1,43 @@
+/*
+ * Copyright (C) 2026 The Velora Project
+ * Licensed under the Apache License, Version 2.0.
+ */
+#define LOG_TAG "PexParamFileReader"
+
+#include <pexparamstorage/PexParamFileReader.h>
+
+#include <errno.h>
+#include <log/log.h>
+
+#include "PexParamFile.h"
+
+namespace android {
+
+PexParamFileReader::PexParamFileReader(const std::string& path) : mPath(path) {}
+
+PexParamFileReader::~PexParamFileReader() {}
+
+int PexParamFileReader::read(KeyedVector<uint32_t, PexParamCache*>* out, bool changedOnly,
+                             int* generation) {
+    if (out == nullptr || (changedOnly && generation == nullptr)) {
+        return -EINVAL;
+    }
+    const uint32_t since = changedOnly && *generation > 0 ? static_cast<uint32_t>(*generation) : 0;
+    Mutex::Autolock lock(mLock);
+    if (mFile == nullptr) {
+        const int err = PexParamFile::openForReading(mPath, &mFile);
+        if (err != 0) return err;
+    }
+    PexParamSnapshot snapshot;
+    const int err = mFile->read(&snapshot);
+    if (err != 0) {
+        // Opened afresh next time: the file may have been repaired or recreated meanwhile.
+        mFile.reset();
+        return err;
+    }
+    PexParamFile::exportParams(snapshot, out, changedOnly, since);
+    if (generation != nullptr) *generation = static_cast<int>(snapshot.generation);
+    return 0;
+}
+
+}  // namespace android
