@@ -1,0 +1,88 @@
+/*
+ * Copyright (C) 2026 The Velora Project
+ * Licensed under the Apache License, Version 2.0.
+ */
+#pragma once
+
+// The annotations before utils/Mutex.h, which then makes them no-ops for compilers without
+// the thread-safety analysis.
+#include <android-base/thread_annotations.h>
+#include <gmock/gmock.h>
+#include <hidl/HidlSupport.h>
+#include <hidl/Status.h>
+#include <utils/Condition.h>
+#include <utils/Mutex.h>
+#include <vendor/velora/hardware/kpt/2.0/IKptCallbacks.h>
+
+#include <cstdint>
+#include <initializer_list>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "testutil/TempRoot.h"
+
+namespace velora {
+class KsContext;
+class KsContextManager;
+}  // namespace velora
+
+namespace velora::testing {
+
+using Bytes = std::vector<uint8_t>;
+
+// The settings system brought up from the example tuning file on a temporary root, with a
+// KsContextManager of its own (not the process-wide one), so that every test starts from
+// the file's defaults.
+class ExampleSettings {
+  public:
+    ExampleSettings();
+    ~ExampleSettings();
+
+    TempRoot& root() { return mRoot; }
+    KsContextManager& manager() { return *mManager; }
+    KsContext& context();
+    // Ends the running state and starts a new one over the same root and database, as a
+    // restarted service process would.
+    void restart();
+
+  private:
+    TempRoot mRoot;
+    std::unique_ptr<KsContextManager> mManager;
+};
+
+class MockKptCallbacks : public ::vendor::velora::hardware::kpt::V2_0::IKptCallbacks {
+  public:
+    MOCK_METHOD(::android::hardware::Return<void>, onPexParamUpdate,
+                (const ::android::hardware::hidl_vec<uint8_t>& data), (override));
+};
+
+// The buffers one client was called back with, in order; tests wait on it for a number of
+// callbacks instead of sleeping.
+class CallbackLog {
+  public:
+    // Records the buffer and answers success; meant for Invoke().
+    ::android::hardware::Return<void> record(const ::android::hardware::hidl_vec<uint8_t>& data);
+    // Waits until at least count callbacks have arrived; false when they do not come within a
+    // bound far beyond any normal run (the test then fails instead of hanging).
+    bool waitFor(size_t count);
+    size_t count() const;
+    std::vector<Bytes> buffers() const;
+    Bytes last() const;
+
+  private:
+    mutable android::Mutex mLock;
+    android::Condition mArrived;
+    std::vector<Bytes> mBuffers;
+};
+
+// The bytes of 32-bit words in native order, as a client packs them.
+Bytes words_to_bytes(std::initializer_list<int32_t> words);
+Bytes words_to_bytes(const std::vector<int32_t>& words);
+Bytes text_bytes(const std::string& text);
+
+// The committed values of one parameter of one device in the shared parameter store; empty
+// when the store holds none.
+std::vector<int32_t> stored_param(uint32_t device, const char* code);
+
+}  // namespace velora::testing
