@@ -1,0 +1,57 @@
+/*
+ * Copyright (C) 2026 The Velora Project
+ * Licensed under the Apache License, Version 2.0.
+ */
+#pragma once
+
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace velora::bench {
+
+// What every benchmark of the run shares: the run's mode, the repository's example files and
+// the larger tuning files generated from the example into a temporary folder of the run
+// (removed at exit; nothing large is kept in the repository).
+class BenchEnvironment {
+  public:
+    static BenchEnvironment& get();
+
+    // A brief run proves that every benchmark still works, with as few repetitions as that
+    // takes; its numbers are not for reading.
+    bool brief() const { return mBrief; }
+    void setBrief(bool brief) { mBrief = brief; }
+    // Seconds a benchmark measures for at least (shorter in a brief run).
+    double minTime(double full) const { return mBrief ? 0.01 : full; }
+
+    // The velorad program, for the memory figures; empty when the build has none.
+    const std::string& velorad() const { return mVelorad; }
+    void setVelorad(const std::string& path) { mVelorad = path; }
+
+    static std::string sourceDir();
+    std::string exampleFile() const;
+    std::string oemFile() const;
+    // The tuning file of the given scale: the example for 1, a generated one otherwise.
+    // Empty when it could not be made.
+    std::string tuningFile(int scale);
+    // The size in bytes of tuningFile(scale).
+    long tuningFileSize(int scale);
+
+    // Runs at cleanUp(), last added first: fixtures kept alive across benchmark calls (a
+    // running service) are taken down there, before the process exits.
+    void atCleanUp(std::function<void()> action) { mCleanUps.push_back(std::move(action)); }
+    // Takes the fixtures down and removes the generated files.
+    void cleanUp();
+
+  private:
+    BenchEnvironment() = default;
+
+    bool mBrief = false;
+    std::string mVelorad;
+    std::string mWorkDir;
+    std::map<int, std::string> mFiles;
+    std::vector<std::function<void()>> mCleanUps;
+};
+
+}  // namespace velora::bench
