@@ -836,8 +836,11 @@ int Controller::cmdEffect() {
     int generation = 0;
     const int result = reader.read(&devices, /*changedOnly=*/false, &generation);
     if (result == -ENOENT) {
-        return failure(EXIT_REFUSED, "the effect has no parameters yet: nothing published at " +
-                                             reader.getPath());
+        return failure(EXIT_REFUSED,
+                       "the effect has no parameters yet: nothing published at " +
+                               reader.getPath() +
+                               " (the service sends the effect its parameters with the "
+                               "first change after it starts)");
     }
     if (result != 0) {
         return failure(EXIT_REFUSED,

@@ -1,0 +1,468 @@
+/*
+ * Copyright (C) 2026 The Velora Project
+ * Licensed under the Apache License, Version 2.0.
+ */
+#include <grpcpp/grpcpp.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "common/SystemPaths.h"
+#include "testutil/TempRoot.h"
+#include "tools/ToolProcess.h"
+#include "velora.grpc.pb.h"
+
+#ifndef VELORAD_PATH
+#error "VELORAD_PATH must name the velorad binary"
+#endif
+#ifndef VELORACTL_PATH
+#error "VELORACTL_PATH must name the veloractl binary"
+#endif
+
+namespace velora::testing {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto kStartTimeout = 20s;
+constexpr auto kEventTimeout = 10s;
+
+std::string hex(const std::vector<int32_t>& words) {
+    std::string bytes(words.size() * 4, '\0');
+    std::memcpy(&bytes[0], words.data(), bytes.size());
+    static const char kDigits[] = "0123456789abcdef";
+    std::string text;
+    for (unsigned char c : bytes) {
+        text += kDigits[c >> 4];
+        text += kDigits[c & 0xf];
+    }
+    return text;
+}
+
+std::string hex_text(const std::string& text) {
+    static const char kDigits[] = "0123456789abcdef";
+    std::string out;
+    for (unsigned char c : text) {
+        out += kDigits[c >> 4];
+        out += kDigits[c & 0xf];
+    }
+    return out;
+}
+
+std::string bytes_of(const std::vector<int32_t>& words) {
+    std::string bytes(words.size() * 4, '\0');
+    std::memcpy(&bytes[0], words.data(), bytes.size());
+    return bytes;
+}
+
+// velorad on a temporary root holding the example tuning files, with veloractl and a raw gRPC
+// client to talk to it.
+class VeloradTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        mRoot = std::make_unique<TempRoot>();
+        mRoot->install("examples/multimedia_velora_kiv_default.xml",
+                       SystemPaths::kDefaultTuningFile);
+        mRoot->install("examples/kiv-extra.xml", SystemPaths::kOemTuningFile);
+        mSocket = mRoot->path() + "/test.sock";
+        mLog = mRoot->path() + "/velorad.log";
+    }
+
+    void TearDown() override {
+        if (mDaemon && mDaemon->running()) stopDaemon();
+    }
+
+    void startDaemon() {
+        mDaemon = std::make_unique<ToolProcess>();
+        ASSERT_TRUE(mDaemon->start({VELORAD_PATH, "--root", mRoot->path(), "--socket", mSocket},
+                                   mLog));
+        std::string line;
+        ASSERT_TRUE(mDaemon->readLine(&line, kStartTimeout)) << daemonLog();
+        ASSERT_EQ(0u, line.rfind("velorad ready", 0)) << line;
+    }
+
+    int stopDaemon(int sig = SIGTERM) {
+        mDaemon->signal(sig);
+        return mDaemon->wait(kStartTimeout);
+    }
+
+    std::string daemonLog() const { return read_file(mLog); }
+
+    // Waits until the daemon's log holds the text.
+    bool waitForLog(const std::string& text) {
+        const auto deadline = std::chrono::steady_clock::now() + kEventTimeout;
+        while (std::chrono::steady_clock::now() < deadline) {
+            if (daemonLog().find(text) != std::string::npos) return true;
+            std::this_thread::sleep_for(10ms);
+        }
+        return false;
+    }
+
+    std::vector<std::string> ctlArgs(const std::vector<std::string>& args) const {
+        std::vector<std::string> all = {VELORACTL_PATH, "--socket", mSocket, "--root",
+                                        mRoot->path()};
+        all.insert(all.end(), args.begin(), args.end());
+        return all;
+    }
+
+    ToolResult ctl(const std::vector<std::string>& args) {
+        return run_tool(ctlArgs(args), mRoot->path());
+    }
+
+    // The "values" of a --json get or set, as text ("16" or "1,2,...").
+    std::string values(const std::vector<std::string>& args) {
+        ToolResult result = ctl(args);
+        EXPECT_EQ(0, result.status) << result.err;
+        return json_member(result.out, "values");
+    }
+
+    std::unique_ptr<rpc::VeloraManager::Stub> stub() const {
+        return rpc::VeloraManager::NewStub(
+                grpc::CreateChannel("unix:" + mSocket, grpc::InsecureChannelCredentials()));
+    }
+
+    std::unique_ptr<TempRoot> mRoot;
+    std::string mSocket;
+    std::string mLog;
+    std::unique_ptr<ToolProcess> mDaemon;
+};
+
+// A `veloractl watch --json` in the background.
+class Watcher {
+public:
+    Watcher(const std::vector<std::string>& args, const std::string& errPath) {
+        EXPECT_TRUE(mProcess.start(args, errPath));
+        std::string line;
+        EXPECT_TRUE(mProcess.readLine(&line, kStartTimeout));
+        EXPECT_EQ("registered", json_member(line, "event")) << line;
+    }
+
+    // The bytes of the next `count` callbacks that are changes (registrations of the
+    // one-shot veloractl commands are skipped).
+    std::vector<std::string> changes(size_t count) {
+        std::vector<std::string> seen;
+        std::string line;
+        while (seen.size() < count && mProcess.readLine(&line, kEventTimeout)) {
+            const std::string kind = json_member(line, "kind");
+            if (kind == "client-registered" || kind == "client-unregistered") continue;
+            seen.push_back(json_member(line, "bytes"));
+        }
+        return seen;
+    }
+
+    ToolProcess& process() { return mProcess; }
+
+private:
+    ToolProcess mProcess;
+};
+
+TEST_F(VeloradTest, StartsOnOwnerOnlySocketAndAnswersStatus) {
+    startDaemon();
+    struct stat st {};
+    ASSERT_EQ(0, stat(mSocket.c_str(), &st));
+    EXPECT_TRUE(S_ISSOCK(st.st_mode));
+    EXPECT_EQ(0600u, st.st_mode & 0777);
+
+    ToolResult status = ctl({"--json", "status"});
+    ASSERT_EQ(0, status.status) << status.err;
+    EXPECT_EQ("true", json_member(status.out, "on"));
+    EXPECT_EQ("4", json_member(status.out, "profiles"));
+    EXPECT_EQ("Dynamic", json_member(status.out, "profileName"));
+    EXPECT_EQ("1.0.0", json_member(status.out, "formatVersion"));
+
+    ToolResult human = ctl({"status"});
+    ASSERT_EQ(0, human.status) << human.err;
+    EXPECT_NE(std::string::npos, human.out.find("default_internal_speaker")) << human.out;
+}
+
+TEST_F(VeloradTest, OneDaemonPerRootAndSocketButStaleSocketIsReplaced) {
+    startDaemon();
+    ToolResult sameRoot = run_tool({VELORAD_PATH, "--root", mRoot->path(), "--socket",
+                                    mRoot->path() + "/other.sock"},
+                                   mRoot->path());
+    EXPECT_EQ(1, sameRoot.status);
+    EXPECT_NE(std::string::npos, sameRoot.err.find("already running on root")) << sameRoot.err;
+
+    TempRoot otherRoot;
+    ToolResult sameSocket =
+            run_tool({VELORAD_PATH, "--root", otherRoot.path(), "--socket", mSocket},
+                     mRoot->path());
+    EXPECT_EQ(1, sameSocket.status);
+    EXPECT_NE(std::string::npos, sameSocket.err.find("another velorad answers on"))
+            << sameSocket.err;
+
+    // Killed outright, the daemon leaves its socket behind; the next start clears it.
+    EXPECT_EQ(128 + SIGKILL, stopDaemon(SIGKILL));
+    struct stat st {};
+    ASSERT_EQ(0, stat(mSocket.c_str(), &st));
+    startDaemon();
+    EXPECT_TRUE(waitForLog("removed the stale socket")) << daemonLog();
+    EXPECT_EQ(0, ctl({"status"}).status);
+}
+
+TEST_F(VeloradTest, UnreachableDaemonIsReportedWithItsOwnExitStatus) {
+    ToolResult result = ctl({"status"});
+    EXPECT_EQ(3, result.status);
+    EXPECT_NE(std::string::npos, result.err.find("velorad is not running")) << result.err;
+
+    ToolResult json = ctl({"--json", "profiles"});
+    EXPECT_EQ(3, json.status);
+    EXPECT_EQ("3", json_member(json.out, "exit")) << json.out;
+}
+
+TEST_F(VeloradTest, EveryWatcherReceivesEveryChangeAsTheAppliedSetBuffer) {
+    startDaemon();
+    Watcher first(ctlArgs({"watch", "--json", "--uid", "5000"}), mRoot->path() + "/w1.err");
+    Watcher second(ctlArgs({"watch", "--json", "--uid", "6000"}), mRoot->path() + "/w2.err");
+
+    ASSERT_EQ(0, ctl({"off"}).status);
+    ASSERT_EQ(0, ctl({"on"}).status);
+    ASSERT_EQ(0, ctl({"profile", "select", "Music"}).status);
+    ASSERT_EQ(0, ctl({"set", "0", "ieq-amount", "9"}).status);
+    ASSERT_EQ(0, ctl({"profile", "reset", "1"}).status);
+    ASSERT_EQ(0, ctl({"device", "internal_speaker", "internal_speaker_mono"}).status);
+
+    // Word 1 carries the value the service applied: the switch for on/off, the profile for
+    // selection and reset.
+    const std::vector<std::string> expected = {
+            hex({0x00000000, 0, 0}),
+            hex({0x00000000, 1, 1}),
+            hex({0x0A000000, 2, 2}),
+            "",  // the parameter write, compared below without word 1
+            hex({0x0C000000, 1, 1}),
+            hex_text("internal_speaker_mono"),
+    };
+    for (Watcher* watcher : {&first, &second}) {
+        std::vector<std::string> seen = watcher->changes(expected.size());
+        ASSERT_EQ(expected.size(), seen.size()) << daemonLog();
+        for (size_t i = 0; i < expected.size(); ++i) {
+            if (i == 3) {
+                const std::string sent = hex({0x01000000, 0, 0, 107, 9});
+                ASSERT_EQ(sent.size(), seen[i].size());
+                EXPECT_EQ(sent.substr(0, 8), seen[i].substr(0, 8));
+                EXPECT_EQ(sent.substr(16), seen[i].substr(16));
+            } else {
+                EXPECT_EQ(expected[i], seen[i]) << "change " << i;
+            }
+        }
+    }
+}
+
+TEST_F(VeloradTest, SetThenGetRoundTripsWithTheServiceClamping) {
+    startDaemon();
+    EXPECT_EQ("16", values({"--json", "set", "0", "ieq-amount", "20"}));
+    EXPECT_EQ("16", values({"--json", "get", "0", "107"}));
+
+    std::vector<std::string> gains = {"--json", "set", "Movie", "geq-gains", "1000", "-1000"};
+    for (int band = 2; band < 20; ++band) gains.push_back(std::to_string(band));
+    EXPECT_EQ("576,-576,2,3,4,5,6,7,8,9,10,11,12,13,14,15,16,17,18,19", values(gains));
+    EXPECT_EQ("576,-576,2,3,4,5,6,7,8,9,10,11,12,13,14,15,16,17,18,19",
+              values({"--json", "get", "1", "geq-gains"}));
+
+    // The virtualizer switches are stored as sent.
+    EXPECT_EQ("5", values({"--json", "set", "2", "headphone-virtualizer-enable", "5"}));
+
+    // A port write changes the endpoint of that port only.
+    const std::string speaker =
+            values({"--json", "get", "3", "dialog-enhancer-amount", "--port", "internal_speaker"});
+    EXPECT_EQ("3", values({"--json", "set", "3", "dialog-enhancer-amount", "3", "--port", "usb"}));
+    EXPECT_EQ("3", values({"--json", "get", "3", "dialog-enhancer-amount", "--port", "5"}));
+    EXPECT_EQ(speaker, values({"--json", "get", "3", "dialog-enhancer-amount", "--port",
+                               "internal_speaker"}));
+
+    ToolResult text = ctl({"set", "0", "dialog-enhancer-amount", "99"});
+    ASSERT_EQ(0, text.status) << text.err;
+    EXPECT_NE(std::string::npos, text.out.find("= 16 (sent 99, range 0..16)")) << text.out;
+}
+
+TEST_F(VeloradTest, TuningDeviceSelectionChangesWhatTheEffectReads) {
+    startDaemon();
+    // The effect receives the loaded state with the first change after start-up.
+    ASSERT_EQ(0, ctl({"status"}).status);
+    ToolResult early = ctl({"effect"});
+    EXPECT_EQ(1, early.status);
+    EXPECT_NE(std::string::npos, early.err.find("no parameters yet")) << early.err;
+    ASSERT_EQ(0, ctl({"set", "0", "ieq-amount", "3"}).status);
+
+    ToolResult before = ctl({"--json", "effect"});
+    ASSERT_EQ(0, before.status) << before.err;
+    ASSERT_NE(std::string::npos, before.out.find("\"device\":2,")) << before.out;
+
+    ToolResult select = ctl({"--json", "device", "0", "internal_speaker_mono"});
+    ASSERT_EQ(0, select.status) << select.err;
+    EXPECT_EQ("internal_speaker_mono", json_member(select.out, "device"));
+    EXPECT_EQ("true", json_member(ctl({"--json", "status"}).out, "monoInternalSpeaker"));
+
+    ToolResult after = ctl({"--json", "effect"});
+    ASSERT_EQ(0, after.status) << after.err;
+    const auto speakerParams = [](const std::string& json) {
+        const size_t at = json.find("\"device\":2,");
+        return at == std::string::npos ? std::string() : json.substr(at, json.find('}', at) - at);
+    };
+    EXPECT_NE(speakerParams(before.out), speakerParams(after.out));
+    EXPECT_NE(json_member(before.out, "generation"), json_member(after.out, "generation"));
+
+    ToolResult unknown = ctl({"device", "hdmi", "no_such_device"});
+    EXPECT_EQ(1, unknown.status);
+    EXPECT_NE(std::string::npos, unknown.err.find("no tuning device 'no_such_device'"))
+            << unknown.err;
+}
+
+TEST_F(VeloradTest, KilledWatcherIsDroppedAndTheOthersKeepReceiving) {
+    startDaemon();
+    // Type 1 is a decoder client: DCCP shows whether the registry still holds it.
+    Watcher doomed(ctlArgs({"watch", "--json", "--uid", "7000", "--type", "1"}),
+                   mRoot->path() + "/w1.err");
+    Watcher survivor(ctlArgs({"watch", "--json", "--uid", "8000"}), mRoot->path() + "/w2.err");
+    EXPECT_EQ("1", json_member(ctl({"--json", "prop", "DCCP"}).out, "value"));
+
+    doomed.process().signal(SIGKILL);
+    EXPECT_EQ(128 + SIGKILL, doomed.process().wait(kEventTimeout));
+    EXPECT_TRUE(waitForLog("binderDied : client uid 7001")) << daemonLog();
+    EXPECT_EQ("0", json_member(ctl({"--json", "prop", "DCCP"}).out, "value"));
+
+    ASSERT_EQ(0, ctl({"off"}).status);
+    EXPECT_EQ(std::vector<std::string>{hex({0, 0, 0})}, survivor.changes(1));
+    EXPECT_EQ(std::string::npos, daemonLog().find("Call client failed")) << daemonLog();
+}
+
+TEST_F(VeloradTest, SigtermSavesAndTheNextDaemonFindsEverySetting) {
+    startDaemon();
+    {
+        // A client that changes a parameter and never unregisters: only the shutdown saves it.
+        auto client = stub();
+        grpc::ClientContext context;
+        context.set_deadline(std::chrono::system_clock::now() + kStartTimeout);
+        rpc::ClientId id;
+        id.set_type(0);
+        id.set_uid(4242);
+        auto reader = client->RegisterClient(&context, id);
+        rpc::ParamUpdate update;
+        ASSERT_TRUE(reader->Read(&update));
+
+        for (const std::string& buffer :
+             {bytes_of({0x01000000, 0, 2, 107, 7}), bytes_of({0x0A000000, 0, 3})}) {
+            grpc::ClientContext callContext;
+            rpc::PackedBuffer request;
+            request.set_data(buffer);
+            rpc::Int32Value result;
+            ASSERT_TRUE(client->SetPexParam(&callContext, request, &result).ok());
+            ASSERT_EQ(0, result.value());
+            do {
+                ASSERT_TRUE(reader->Read(&update));
+            } while (update.data().substr(0, 4) != buffer.substr(0, 4));
+        }
+        EXPECT_EQ(0, stopDaemon(SIGTERM)) << daemonLog();
+        EXPECT_FALSE(reader->Read(&update));
+        EXPECT_EQ(grpc::StatusCode::UNAVAILABLE, reader->Finish().error_code());
+    }
+    EXPECT_NE(std::string::npos, daemonLog().find("~VeloraManagerService")) << daemonLog();
+    struct stat st {};
+    EXPECT_NE(0, stat(mSocket.c_str(), &st)) << "socket left behind";
+
+    startDaemon();
+    EXPECT_EQ("7", values({"--json", "get", "2", "ieq-amount"}));
+    EXPECT_EQ("3", json_member(ctl({"--json", "status"}).out, "profile"));
+}
+
+TEST_F(VeloradTest, BadRequestsGetClearErrorsAndTheDaemonKeepsServing) {
+    startDaemon();
+    struct Case {
+        std::vector<std::string> args;
+        int status;
+        std::string message;
+    };
+    const std::vector<Case> cases = {
+            {{"get", "0", "loudness"}, 2, "unknown parameter 'loudness'"},
+            {{"set", "0", "geq-gains", "1", "2"}, 2, "geq-gains takes 20 values, got 2"},
+            {{"set", "0", "ieq-amount", "lots"}, 2, "'lots' is not a value for ieq-amount"},
+            {{"get", "0", "ieq-amount", "--port", "hdmi"}, 2, "not kept per endpoint"},
+            {{"get", "7", "ieq-amount"}, 1, "no profile '7'"},
+            {{"profile", "select", "-1"}, 1, "no profile '-1'"},
+            {{"devices", "7"}, 2, "unknown port '7'"},
+            {{"device", "speakers"}, 2, "unknown port 'speakers'"},
+            {{"prop", "TOOLONG"}, 2, "no four-character code"},
+            {{"frobnicate"}, 2, "unknown command 'frobnicate'"},
+            {{"status", "--port", "1"}, 2, "does not apply to 'status'"},
+    };
+    for (const Case& c : cases) {
+        ToolResult result = ctl(c.args);
+        EXPECT_EQ(c.status, result.status) << c.args[0] << ": " << result.err;
+        EXPECT_NE(std::string::npos, result.err.find(c.message)) << result.err;
+    }
+
+    // Raw requests the command line never sends.
+    auto client = stub();
+    {
+        grpc::ClientContext registration;
+        rpc::ClientId id;
+        id.set_uid(900);
+        auto reader = client->RegisterClient(&registration, id);
+        rpc::ParamUpdate update;
+        ASSERT_TRUE(reader->Read(&update));
+
+        // Short buffers are read within their length.
+        grpc::ClientContext getContext;
+        rpc::PexParamQuery query;
+        query.set_request(std::string("\0\0", 2));
+        query.set_answer_length(4);
+        rpc::PexParamAnswer answer;
+        ASSERT_TRUE(client->GetPexParam(&getContext, query, &answer).ok());
+        EXPECT_EQ(0, answer.result());
+        EXPECT_TRUE(waitForLog("packAndReceiveParam : Invalid input length!")) << daemonLog();
+
+        grpc::ClientContext setContext;
+        rpc::PackedBuffer shortSet;
+        shortSet.set_data(std::string("\0\0\0\x01\0\0", 6));
+        rpc::Int32Value result;
+        ASSERT_TRUE(client->SetPexParam(&setContext, shortSet, &result).ok());
+
+        grpc::ClientContext hugeContext;
+        query.set_answer_length(1u << 30);
+        grpc::Status huge = client->GetPexParam(&hugeContext, query, &answer);
+        EXPECT_EQ(grpc::StatusCode::INVALID_ARGUMENT, huge.error_code());
+        EXPECT_NE(std::string::npos, huge.error_message().find("over the limit"));
+
+        grpc::ClientContext portContext;
+        rpc::PortId port;
+        port.set_port(7);
+        rpc::Int32Value length;
+        ASSERT_TRUE(client->GetAvailableTuningDevicesLen(&portContext, port, &length).ok());
+        EXPECT_EQ(0, length.value());
+        EXPECT_TRUE(waitForLog("getAvailableTuningDevicesLen invalid port number, 7"));
+
+        // The same key (uid + type) twice: the second registration is refused.
+        grpc::ClientContext duplicateContext;
+        rpc::ClientId duplicate;
+        duplicate.set_uid(899);
+        duplicate.set_type(1);
+        auto second = client->RegisterClient(&duplicateContext, duplicate);
+        EXPECT_FALSE(second->Read(&update));
+        EXPECT_EQ(grpc::StatusCode::ALREADY_EXISTS, second->Finish().error_code());
+
+        grpc::ClientContext unknownContext;
+        rpc::ClientId unknown;
+        unknown.set_uid(12345);
+        rpc::Empty empty;
+        EXPECT_EQ(grpc::StatusCode::NOT_FOUND,
+                  client->UnregisterClient(&unknownContext, unknown, &empty).error_code());
+
+        registration.TryCancel();
+        reader->Finish();
+    }
+
+    ToolResult status = ctl({"--json", "status"});
+    EXPECT_EQ(0, status.status) << status.err << daemonLog();
+    EXPECT_TRUE(mDaemon->running());
+}
+
+}  // namespace
+}  // namespace velora::testing
