@@ -22,7 +22,7 @@ constexpr uint32_t kVol = 0x006C6F76;   // "vol"
 struct Batch {
     Batch(const std::vector<uint32_t>& words, size_t bytes)
         : size(bytes), data(new uint8_t[bytes > 0 ? bytes : 1]) {
-        memcpy(data.get(), words.data(), std::min(bytes, words.size() * 4));
+        if (!words.empty()) memcpy(data.get(), words.data(), std::min(bytes, words.size() * 4));
     }
     explicit Batch(const std::vector<uint32_t>& words) : Batch(words, words.size() * 4) {}
     size_t size;
