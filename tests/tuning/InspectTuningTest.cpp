@@ -1,0 +1,175 @@
+/*
+ * Copyright (C) 2026 The Velora Project
+ * Licensed under the Apache License, Version 2.0.
+ */
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+
+#include "TuningTestSupport.h"
+#include "testutil/TempRoot.h"
+#include "tuning/TuningFileParser.h"
+
+// Runs the velora-inspect program itself, as a tuning engineer would.
+
+#ifndef VELORA_INSPECT_PATH
+#error "VELORA_INSPECT_PATH must name the velora-inspect program"
+#endif
+
+namespace velora {
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::StartsWith;
+using testing::TempRoot;
+
+struct Outcome {
+    int status;
+    std::string out;
+    std::string err;
+};
+
+std::string slurp(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+class InspectTuningTest : public ::testing::Test {
+protected:
+    Outcome inspect(const std::string& args) {
+        std::string out = mRoot.hostPath("/stdout.txt");
+        std::string err = mRoot.hostPath("/stderr.txt");
+        std::string command = std::string("'") + VELORA_INSPECT_PATH + "' " + args + " >'" + out +
+                              "' 2>'" + err + "'";
+        int raw = std::system(command.c_str());
+        EXPECT_TRUE(WIFEXITED(raw)) << command;
+        return Outcome{WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, slurp(out), slurp(err)};
+    }
+
+    static std::string quoted(const std::string& path) { return "'" + path + "'"; }
+
+    TempRoot mRoot;
+};
+
+TEST_F(InspectTuningTest, PrintsEveryRecordOfTheExampleInItsStorageForm) {
+    std::string example = testing::source_file("examples/multimedia_velora_kiv_default.xml");
+    Outcome run = inspect("tuning " + quoted(example));
+    ASSERT_EQ(0, run.status) << run.err;
+    EXPECT_THAT(run.out, StartsWith("file=" + example +
+                                    "\nformat_version=1.0.0\ntool_version=2.4.17\n"));
+    EXPECT_THAT(run.out, HasSubstr("\nsummary: 3 ieq presets, 4 geq presets, 4 profiles, "
+                                   "12 profile endpoints, 4 tunings, 9 device tunings\n"));
+    EXPECT_THAT(run.err, IsEmpty());
+
+    // Every record the library reads appears whole, under a heading naming its key.
+    TuningFileParser parser(example);
+    DeviceData& data = *parser.getDeviceData();
+    for (Tuning* r : data.getTunings()) {
+        EXPECT_THAT(run.out, HasSubstr("[tuning name=" + r->getName() + "]\n" + r->toString()));
+    }
+    for (Profile* r : data.getProfiles()) {
+        EXPECT_THAT(run.out, HasSubstr("[profile profileId=" + std::to_string(r->getProfileId()) +
+                                       " name=" + r->getName() + "]\n" + r->toString()));
+    }
+    for (DeviceTuning* r : data.getDeviceTunings()) {
+        EXPECT_THAT(run.out, HasSubstr("]\n" + r->toString() + "\n"));
+    }
+    for (ProfileEndpoint* r : data.getProfileEndpoints()) {
+        EXPECT_THAT(run.out, HasSubstr(r->toString()));
+    }
+    for (IeqPreset* r : data.getIeqPresets()) EXPECT_THAT(run.out, HasSubstr(r->toString()));
+    for (GeqPreset* r : data.getGeqPresets()) EXPECT_THAT(run.out, HasSubstr(r->toString()));
+}
+
+TEST_F(InspectTuningTest, OrdersRecordsByKindAndKey) {
+    Outcome run = inspect("tuning " +
+                      quoted(testing::source_file("examples/multimedia_velora_kiv_default.xml")));
+    ASSERT_EQ(0, run.status) << run.err;
+    std::vector<std::string> headings;
+    std::istringstream lines(run.out);
+    for (std::string line; std::getline(lines, line);) {
+        if (!line.empty() && line[0] == '[') headings.push_back(line);
+    }
+    ASSERT_EQ(3u + 4 + 4 + 12 + 4 + 9, headings.size());
+    EXPECT_EQ("[ieq_preset type=detailed]", headings[0]);
+    EXPECT_EQ("[ieq_preset type=warm]", headings[2]);
+    EXPECT_EQ("[geq_preset profileId=0]", headings[3]);
+    EXPECT_EQ("[profile profileId=3 name=Custom]", headings[10]);
+    EXPECT_EQ("[profile_endpoint profileId=0 endpoint=speaker]", headings[11]);
+    EXPECT_EQ("[profile_endpoint profileId=0 endpoint=headphone]", headings[12]);
+    EXPECT_EQ("[profile_endpoint profileId=3 endpoint=other]", headings[22]);
+    EXPECT_EQ("[tuning name=headphone]", headings[23]);
+    EXPECT_EQ("[tuning name=speaker_stereo]", headings[26]);
+    EXPECT_EQ("[device_tuning device=default_bluetooth port=bluetooth]", headings[27]);
+    EXPECT_EQ("[device_tuning device=usb_c_earphones port=usb]", headings[35]);
+
+    // The same file gives the same text, whatever another copy of it is called.
+    std::string copy = mRoot.hostPath("/copy.xml");
+    mRoot.install("examples/multimedia_velora_kiv_default.xml", "/copy.xml");
+    Outcome again = inspect("tuning " + quoted(copy));
+    ASSERT_EQ(0, again.status);
+    EXPECT_EQ(run.out.substr(run.out.find('\n')), again.out.substr(again.out.find('\n')));
+}
+
+TEST_F(InspectTuningTest, ValidatedShowsThePresetsTheDatabaseWouldKeep) {
+    std::string example = quoted(testing::source_file("examples/multimedia_velora_kiv_default.xml"));
+    Outcome plain = inspect("tuning " + example);
+    Outcome validated = inspect("tuning --validated " + example);
+    ASSERT_EQ(0, validated.status) << validated.err;
+    const std::string custom = "[profile profileId=3 name=Custom]\nid=-1\nprofileId=3\n"
+                               "name=Custom\nselectedIeqPreset=";
+    EXPECT_THAT(plain.out, HasSubstr(custom + "balanced\n"));
+    EXPECT_THAT(validated.out, HasSubstr(custom + "off\n"));
+    EXPECT_THAT(validated.out, HasSubstr("\nvalidated=true\n"));
+}
+
+TEST_F(InspectTuningTest, UnreadableFilesFailWithTheReasonOnStandardError) {
+    Outcome missing = inspect("tuning " + quoted(mRoot.hostPath("/absent.xml")));
+    EXPECT_EQ(1, missing.status);
+    EXPECT_THAT(missing.out, IsEmpty());
+    EXPECT_THAT(missing.err, HasSubstr(mRoot.hostPath("/absent.xml") +
+                                       ": No such file or directory"));
+
+    std::string malformed = testing::source_file("tests/data/tuning/malformed.xml");
+    Outcome broken = inspect("tuning " + quoted(malformed));
+    EXPECT_EQ(1, broken.status);
+    EXPECT_THAT(broken.out, IsEmpty());
+    EXPECT_THAT(broken.err, HasSubstr("fail to call xmlReadFile,  128"));
+    EXPECT_THAT(broken.err, HasSubstr("Opening and ending tag mismatch"));
+    EXPECT_THAT(broken.err, HasSubstr(malformed + " is not a readable tuning file (error -22)"));
+}
+
+TEST_F(InspectTuningTest, DroppedSectionsAreExplainedButTheRestIsPrinted) {
+    Outcome run = inspect("tuning " + quoted(testing::source_file("tests/data/tuning/no-whitespace.xml")));
+    EXPECT_EQ(0, run.status);
+    EXPECT_THAT(run.out, HasSubstr("summary: 1 ieq presets, 0 geq presets, 0 profiles, "
+                                   "0 profile endpoints, 0 tunings, 0 device tunings\n"));
+    EXPECT_THAT(run.err, HasSubstr("Tuning [speaker] at line 2 dropped"));
+}
+
+TEST_F(InspectTuningTest, UsageErrorsAndHelp) {
+    Outcome help = inspect("--help");
+    EXPECT_EQ(0, help.status);
+    EXPECT_THAT(help.out, HasSubstr("tuning [--validated] FILE"));
+
+    Outcome tuningHelp = inspect("tuning --help");
+    EXPECT_EQ(0, tuningHelp.status);
+    EXPECT_THAT(tuningHelp.out, HasSubstr("sorted by kind and key"));
+
+    for (const char* args : {"", "bogus", "tuning", "tuning --frobnicate x.xml", "tuning a b"}) {
+        Outcome run = inspect(args);
+        EXPECT_EQ(2, run.status) << args;
+        EXPECT_THAT(run.out, IsEmpty()) << args;
+        EXPECT_THAT(run.err, HasSubstr("usage: velora-inspect")) << args;
+    }
+}
+
+}  // namespace
+}  // namespace velora
