@@ -86,11 +86,11 @@ private:
 // Every parameter of commit k holds k; later commits carry more parameters, so that the file
 // grows under the reader's mapping.
 void commit_numbered(PexParamStore& store, int commit) {
-    const int ids = 10 + commit / 25;
+    const int ids = 10 + commit / 5;
     for (uint32_t device : {kAllDevices, kSpeaker, kHeadphone}) {
         for (PexParameterId id = 1; id <= static_cast<PexParameterId>(ids); ++id) {
-            const std::vector<int32_t> values(16, commit);
-            ASSERT_EQ(0, store.setParam(device, id, values.data(), 16));
+            const std::vector<int32_t> values(4, commit);
+            ASSERT_EQ(0, store.setParam(device, id, values.data(), 4));
         }
     }
     ASSERT_EQ(0, store.commitChange());
@@ -106,7 +106,7 @@ TEST(PexParamCrossProcessTest, ReaderInAnotherProcessNeverSeesATornCommit) {
     PexParamStore::releaseStoredParams(&caches);
     ASSERT_EQ(1, generation);
 
-    constexpr int kLast = 3000;
+    constexpr int kLast = 1000;
     Helper reader({"read", store.getPublishedPath(), std::to_string(kLast)});
     ASSERT_TRUE(reader.started());
     ASSERT_EQ("ready", reader.readLine());
