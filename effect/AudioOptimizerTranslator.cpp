@@ -10,9 +10,9 @@ namespace velora {
 
 // Built before the translator collection reads it (see TranslatorCollection.cpp).
 __attribute__((init_priority(102))) const std::vector<Parameter>
-        AudioOptimizerTranslator::kSrcParams = {
-                audio_optimizer_frequency, audio_optimizer_gain_l, audio_optimizer_gain_ls,
-                audio_optimizer_gain_r,    audio_optimizer_gain_rs,
+    AudioOptimizerTranslator::kSrcParams = {
+        audio_optimizer_frequency, audio_optimizer_gain_l,  audio_optimizer_gain_ls,
+        audio_optimizer_gain_r,    audio_optimizer_gain_rs,
 };
 
 void AudioOptimizerTranslator::pexTranslate(SetParamCommand& command, ParameterValues& values,
@@ -26,10 +26,10 @@ void AudioOptimizerTranslator::pexTranslate(SetParamCommand& command, ParameterV
     // that order (the complex equalizer's table is the other way round).
     if (channelCount == 4) {
         std::vector<int> four{4};
-        command.add(AOBS, {&bands, &four, &frequencies, &values.lookup(audio_optimizer_gain_l),
-                           &values.lookup(audio_optimizer_gain_r),
-                           &values.lookup(audio_optimizer_gain_ls),
-                           &values.lookup(audio_optimizer_gain_rs)});
+        command.add(
+            AOBS, {&bands, &four, &frequencies, &values.lookup(audio_optimizer_gain_l),
+                   &values.lookup(audio_optimizer_gain_r), &values.lookup(audio_optimizer_gain_ls),
+                   &values.lookup(audio_optimizer_gain_rs)});
     } else if (channelCount == 2) {
         std::vector<int> two{2};
         command.add(AOBS, {&bands, &two, &frequencies, &values.lookup(audio_optimizer_gain_l),

@@ -14,7 +14,7 @@ namespace velora {
 // one gain row per channel. Only stereo and four-channel outputs have a layout the effect
 // knows; any other channel count sends no table.
 class AudioOptimizerTranslator : public Translator {
-public:
+  public:
     static const std::vector<Parameter> kSrcParams;
 
     const std::vector<Parameter>& getSrcParams() const override { return kSrcParams; }

@@ -10,16 +10,16 @@ namespace velora {
 
 // Built before the translator collection reads it (see TranslatorCollection.cpp).
 __attribute__((init_priority(102))) const std::vector<Parameter>
-        AudioRegulatorTranslator::kSrcParams = {
-                regulator_stress_amount,
-                regulator_frequency,
-                regulator_isolated_band,
-                regulator_threshold_high,
-                regulator_threshold_low,
-                regulator_sibilance_suppress_amounts_left,
-                regulator_sibilance_suppress_amounts_left_surround,
-                regulator_sibilance_suppress_amounts_right,
-                regulator_sibilance_suppress_amounts_right_surround,
+    AudioRegulatorTranslator::kSrcParams = {
+        regulator_stress_amount,
+        regulator_frequency,
+        regulator_isolated_band,
+        regulator_threshold_high,
+        regulator_threshold_low,
+        regulator_sibilance_suppress_amounts_left,
+        regulator_sibilance_suppress_amounts_left_surround,
+        regulator_sibilance_suppress_amounts_right,
+        regulator_sibilance_suppress_amounts_right_surround,
 };
 
 void AudioRegulatorTranslator::pexTranslate(SetParamCommand& command, ParameterValues& values,
@@ -28,10 +28,10 @@ void AudioRegulatorTranslator::pexTranslate(SetParamCommand& command, ParameterV
 
     std::vector<int>& frequencies = values.lookup(regulator_frequency);
     // Thresholds go low before high: the order of the effect's band table.
-    command.add(ARBS, static_cast<int>(frequencies.size()),
-                {&frequencies, &values.lookup(regulator_threshold_low),
-                 &values.lookup(regulator_threshold_high),
-                 &values.lookup(regulator_isolated_band)});
+    command.add(
+        ARBS, static_cast<int>(frequencies.size()),
+        {&frequencies, &values.lookup(regulator_threshold_low),
+         &values.lookup(regulator_threshold_high), &values.lookup(regulator_isolated_band)});
 
     const std::vector<int>& suppress = values.lookup(regulator_sibilance_suppress_enable);
     if (suppress.empty() || suppress.front() != 1) {

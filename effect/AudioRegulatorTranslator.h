@@ -14,7 +14,7 @@ namespace velora {
 // sibilance suppression amounts ("RSSA") while suppression is enabled on a stereo or
 // four-channel output.
 class AudioRegulatorTranslator : public Translator {
-public:
+  public:
     static const std::vector<Parameter> kSrcParams;
 
     const std::vector<Parameter>& getSrcParams() const override { return kSrcParams; }

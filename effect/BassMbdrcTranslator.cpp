@@ -9,9 +9,8 @@
 namespace velora {
 
 // Built before the translator collection reads it (see TranslatorCollection.cpp).
-__attribute__((init_priority(102))) const std::vector<Parameter> BassMbdrcTranslator::kSrcParams =
-        {
-                bass_mbdrc_tuning,
+__attribute__((init_priority(102))) const std::vector<Parameter> BassMbdrcTranslator::kSrcParams = {
+    bass_mbdrc_tuning,
 };
 
 void BassMbdrcTranslator::pexTranslate(SetParamCommand& command, ParameterValues& values,

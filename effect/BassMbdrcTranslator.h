@@ -12,7 +12,7 @@ namespace velora {
 
 // The bass multiband DRC tuning ("BMDT"), as it is.
 class BassMbdrcTranslator : public Translator {
-public:
+  public:
     static const std::vector<Parameter> kSrcParams;
 
     const std::vector<Parameter>& getSrcParams() const override { return kSrcParams; }

@@ -10,11 +10,11 @@ namespace velora {
 
 // Built before the translator collection reads it (see TranslatorCollection.cpp).
 __attribute__((init_priority(102))) const std::vector<Parameter>
-        ComplexEqualizerTranslator::kSrcParams = {
-                complex_equalizer_tuning_left,
-                complex_equalizer_tuning_left_surround,
-                complex_equalizer_tuning_right,
-                complex_equalizer_tuning_right_surround,
+    ComplexEqualizerTranslator::kSrcParams = {
+        complex_equalizer_tuning_left,
+        complex_equalizer_tuning_left_surround,
+        complex_equalizer_tuning_right,
+        complex_equalizer_tuning_right_surround,
 };
 
 void ComplexEqualizerTranslator::pexTranslate(SetParamCommand& command, ParameterValues& values,
@@ -32,9 +32,10 @@ void ComplexEqualizerTranslator::pexTranslate(SetParamCommand& command, Paramete
     // then the surround pair. Both orders are the effect's.
     if (channelCount == 4) {
         std::vector<int> four{4};
-        command.add(CEQT, {&four, &perChannel, &left, &values.lookup(complex_equalizer_tuning_right),
-                           &values.lookup(complex_equalizer_tuning_left_surround),
-                           &values.lookup(complex_equalizer_tuning_right_surround)});
+        command.add(CEQT,
+                    {&four, &perChannel, &left, &values.lookup(complex_equalizer_tuning_right),
+                     &values.lookup(complex_equalizer_tuning_left_surround),
+                     &values.lookup(complex_equalizer_tuning_right_surround)});
     } else if (channelCount == 2) {
         std::vector<int> two{2};
         command.add(CEQT,

@@ -13,7 +13,7 @@ namespace velora {
 // The complex equalizer's channel tunings ("CEQT"), sent while the equalizer is enabled on a
 // stereo or four-channel output.
 class ComplexEqualizerTranslator : public Translator {
-public:
+  public:
     static const std::vector<Parameter> kSrcParams;
 
     const std::vector<Parameter>& getSrcParams() const override { return kSrcParams; }

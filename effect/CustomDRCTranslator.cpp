@@ -9,9 +9,8 @@
 namespace velora {
 
 // Built before the translator collection reads it (see TranslatorCollection.cpp).
-__attribute__((init_priority(102))) const std::vector<Parameter> CustomDRCTranslator::kSrcParams =
-        {
-                custom_drc_metadata,
+__attribute__((init_priority(102))) const std::vector<Parameter> CustomDRCTranslator::kSrcParams = {
+    custom_drc_metadata,
 };
 
 void CustomDRCTranslator::pexTranslate(SetParamCommand& command, ParameterValues& values,

@@ -12,7 +12,7 @@ namespace velora {
 
 // The custom DRC metadata ("DRCM"), as it is.
 class CustomDRCTranslator : public Translator {
-public:
+  public:
     static const std::vector<Parameter> kSrcParams;
 
     const std::vector<Parameter>& getSrcParams() const override { return kSrcParams; }

@@ -10,8 +10,8 @@ namespace velora {
 
 // Built before the translator collection reads it (see TranslatorCollection.cpp).
 __attribute__((init_priority(102))) const std::vector<Parameter> GeqTranslator::kSrcParams = {
-        geq_frequency,
-        geq_gain,
+    geq_frequency,
+    geq_gain,
 };
 
 void GeqTranslator::pexTranslate(SetParamCommand& command, ParameterValues& values,

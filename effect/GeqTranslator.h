@@ -13,7 +13,7 @@ namespace velora {
 // The graphic equalizer's bands: "GEBS" (band count, frequencies, gains) and "VCBF" (the
 // frequencies alone).
 class GeqTranslator : public Translator {
-public:
+  public:
     static const std::vector<Parameter> kSrcParams;
 
     const std::vector<Parameter>& getSrcParams() const override { return kSrcParams; }

@@ -10,8 +10,8 @@ namespace velora {
 
 // Built before the translator collection reads it (see TranslatorCollection.cpp).
 __attribute__((init_priority(102))) const std::vector<Parameter> IeqTranslator::kSrcParams = {
-        ieq_frequency,
-        ieq_target,
+    ieq_frequency,
+    ieq_target,
 };
 
 void IeqTranslator::pexTranslate(SetParamCommand& command, ParameterValues& values,

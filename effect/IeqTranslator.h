@@ -12,7 +12,7 @@ namespace velora {
 
 // The intelligent equalizer's bands: "IEBS" (band count, frequencies, targets).
 class IeqTranslator : public Translator {
-public:
+  public:
     static const std::vector<Parameter> kSrcParams;
 
     const std::vector<Parameter>& getSrcParams() const override { return kSrcParams; }

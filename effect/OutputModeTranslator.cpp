@@ -9,11 +9,11 @@
 namespace velora {
 
 // Built before the translator collection reads it (see TranslatorCollection.cpp).
-__attribute__((init_priority(102))) const std::vector<Parameter>
-        OutputModeTranslator::kSrcParams = {
-                virtualizer_enable,
-                output_mix_matrix,
-                orientation,
+__attribute__((init_priority(102))) const std::vector<Parameter> OutputModeTranslator::kSrcParams =
+    {
+        virtualizer_enable,
+        output_mix_matrix,
+        orientation,
 };
 
 void OutputModeTranslator::pexTranslate(SetParamCommand& command, ParameterValues& values,

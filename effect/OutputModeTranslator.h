@@ -14,7 +14,7 @@ namespace velora {
 // mix matrix. A mono internal speaker is forced to virtualizer off and orientation 1, and the
 // view keeps the forced values so that what it holds matches what the effect was sent.
 class OutputModeTranslator : public Translator {
-public:
+  public:
     static const std::vector<Parameter> kSrcParams;
 
     const std::vector<Parameter>& getSrcParams() const override { return kSrcParams; }

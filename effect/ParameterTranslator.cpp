@@ -10,8 +10,8 @@
 namespace velora {
 
 // Built after kAllTranslators (priority 103), whose translators it asks for their sources.
-__attribute__((init_priority(104))) const TranslatorCollection
-        ParameterTranslator::sTranslatorCollection;
+__attribute__((init_priority(104)))
+const TranslatorCollection ParameterTranslator::sTranslatorCollection;
 
 ParameterTranslator::ParameterTranslator()
     : mSource(nullptr), mEndpoint(ENDPOINT_OTHER), mMono(false) {}

@@ -23,7 +23,7 @@ class Translator;
 //
 // Not thread-safe: used on the thread that delivers state changes to the controller.
 class ParameterTranslator : public ParamChangeObserver {
-public:
+  public:
     // The process-wide map from parameter to translator, shared by every device.
     static const TranslatorCollection sTranslatorCollection;
 
@@ -44,7 +44,7 @@ public:
     Endpoint getEndpoint() const { return mEndpoint; }
     bool isMono() const { return mMono; }
 
-private:
+  private:
     std::set<Translator*> mPending;
     ParameterValues* mSource;
     Endpoint mEndpoint;

@@ -9,13 +9,11 @@
 namespace velora {
 
 // After the model's tables (priority 101), like the other tables of this library.
-__attribute__((init_priority(102))) const std::map<Port, AndroidDevice> PexContext::kDeviceForPort = {
-        {PORT_INTERNAL_SPEAKER, DEVICE_OUT_SPEAKER},
-        {PORT_HDMI, DEVICE_OUT_AUX_DIGITAL},
-        {PORT_MIRACAST, DEVICE_OUT_REMOTE_SUBMIX},
-        {PORT_HEADPHONE, DEVICE_OUT_WIRED_HEADPHONE},
-        {PORT_BLUETOOTH, DEVICE_OUT_BLUETOOTH_A2DP},
-        {PORT_USB, DEVICE_OUT_USB_DEVICE},
+__attribute__((init_priority(102))) const std::map<Port, AndroidDevice> PexContext::kDeviceForPort =
+    {
+        {PORT_INTERNAL_SPEAKER, DEVICE_OUT_SPEAKER}, {PORT_HDMI, DEVICE_OUT_AUX_DIGITAL},
+        {PORT_MIRACAST, DEVICE_OUT_REMOTE_SUBMIX},   {PORT_HEADPHONE, DEVICE_OUT_WIRED_HEADPHONE},
+        {PORT_BLUETOOTH, DEVICE_OUT_BLUETOOTH_A2DP}, {PORT_USB, DEVICE_OUT_USB_DEVICE},
 };
 
 namespace {
@@ -29,12 +27,12 @@ ParameterTranslator* translator_for(std::map<AndroidDevice, ParameterTranslator*
 }  // namespace
 
 PexContext::PexContext(std::map<AndroidDevice, ParameterTranslator*>& translators)
-    : mProfileParameters(std::make_unique<ProfileParameters>(
-              translator_for(translators, DEVICE_OUT_DEFAULT))) {
+    : mProfileParameters(
+          std::make_unique<ProfileParameters>(translator_for(translators, DEVICE_OUT_DEFAULT))) {
     for (const auto& [port, device] : kDeviceForPort) {
         (void)port;
         mDeviceParameters[device] =
-                std::make_unique<DeviceParameters>(translator_for(translators, device));
+            std::make_unique<DeviceParameters>(translator_for(translators, device));
     }
 }
 
@@ -65,13 +63,9 @@ void PexContext::setProfile(Profile& profile) {
     }
 }
 
-void PexContext::setIeqPreset(IeqPreset& preset) {
-    mProfileParameters->setIeqPreset(preset);
-}
+void PexContext::setIeqPreset(IeqPreset& preset) { mProfileParameters->setIeqPreset(preset); }
 
-void PexContext::setGeqPreset(GeqPreset& preset) {
-    mProfileParameters->setGeqPreset(preset);
-}
+void PexContext::setGeqPreset(GeqPreset& preset) { mProfileParameters->setGeqPreset(preset); }
 
 void PexContext::setProfileEndpoint(Port port, ProfileEndpoint& profileEndpoint) {
     DeviceParameters* view = getDeviceParameters(port);

@@ -29,7 +29,7 @@ class ParameterTranslator;
 //
 // Not thread-safe: used on the thread that delivers state changes to the controller.
 class PexContext {
-public:
+  public:
     // The output device each port feeds; the port "other" feeds none.
     static const std::map<Port, AndroidDevice> kDeviceForPort;
 
@@ -53,7 +53,7 @@ public:
     void setProfileEndpoint(Port port, ProfileEndpoint& profileEndpoint);
     void setTuning(Port port, Tuning& tuning);
 
-private:
+  private:
     std::unique_ptr<ProfileParameters> mProfileParameters;
     std::map<AndroidDevice, std::unique_ptr<DeviceParameters>> mDeviceParameters;
 };

@@ -16,9 +16,9 @@ namespace velora {
 
 // After the model's tables (priority 101), like the other tables of this library.
 __attribute__((init_priority(102))) const std::set<AndroidDevice> PexController::kDevices = {
-        DEVICE_OUT_SPEAKER,    DEVICE_OUT_WIRED_HEADPHONE, DEVICE_OUT_BLUETOOTH_A2DP,
-        DEVICE_OUT_AUX_DIGITAL, DEVICE_OUT_USB_DEVICE,     DEVICE_OUT_REMOTE_SUBMIX,
-        DEVICE_OUT_DEFAULT,
+    DEVICE_OUT_SPEAKER,     DEVICE_OUT_WIRED_HEADPHONE, DEVICE_OUT_BLUETOOTH_A2DP,
+    DEVICE_OUT_AUX_DIGITAL, DEVICE_OUT_USB_DEVICE,      DEVICE_OUT_REMOTE_SUBMIX,
+    DEVICE_OUT_DEFAULT,
 };
 
 PexController::PexController(int deviceCount, PexEffect& effect)

@@ -30,7 +30,7 @@ class PexEffect;
 // Owns its translators and the PexContext; the effect handle is not owned. No lock of its
 // own: called on the thread that delivers state notifications, which serialises the calls.
 class PexController : public OnKsContextChange {
-public:
+  public:
     // The devices the controller keeps settings for: the profile-wide DEVICE_OUT_DEFAULT and
     // every device a port feeds.
     static const std::set<AndroidDevice> kDevices;
@@ -60,7 +60,7 @@ public:
     PexContext& getContext() { return *mContext; }
     ParameterTranslator* getTranslator(AndroidDevice device);
 
-private:
+  private:
     std::map<AndroidDevice, ParameterTranslator*> mTranslators;
     PexEffect* mEffect;
     // Given by the facade and kept; the device set above is fixed.

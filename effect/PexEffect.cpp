@@ -22,13 +22,9 @@ int PexEffect::send(int /*command*/, std::vector<int>& data) {
     return -EINVAL;
 }
 
-int PexEffect::receive(int /*command*/, std::vector<int>& /*out*/) {
-    return 0;
-}
+int PexEffect::receive(int /*command*/, std::vector<int>& /*out*/) { return 0; }
 
-bool PexEffect::hasControl() {
-    return true;
-}
+bool PexEffect::hasControl() { return true; }
 
 void PexEffect::setEnabled(bool /*enabled*/) {}
 

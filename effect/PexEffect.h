@@ -17,7 +17,7 @@ namespace velora {
 // The operations are virtual so that a session may observe or replace delivery; the handle
 // is used from the thread that delivers state changes.
 class PexEffect {
-public:
+  public:
     PexEffect(int sessionId, const std::string& clientName);
     virtual ~PexEffect();
     PexEffect(const PexEffect&) = delete;

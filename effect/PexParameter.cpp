@@ -10,14 +10,13 @@ namespace velora {
 
 // Plain character pointers: constant-initialised, usable from any static initialiser.
 const char* const kPexParameterCodes[kPexParameterCount] = {
-        "VOL",  "PSTG", "PREG", "PLB",  "NGON", "DEON", "DEA",  "DED",  "VMB",  "DVME",
-        "DVMC", "DVLE", "DVLA", "DVLI", "DVLO", "DVLC", "IEON", "IEA",  "AROD", "ARTP",
-        "GEON", "AOON", "VCNB", "VCBF", "VER",  "IEBS", "ARDS", "ARON", "ARDE", "ARSA",
-        "ARBS", "ARTI", "DOM",  "DSB",  "GEBS", "BEON", "BEB",  "BECF", "BEW",  "VBON",
-        "VBM",  "VBSF", "VBOG", "VBSG", "VBHG", "VBMF", "AOBS", "MSCE", "MIEE", "MDLE",
-        "MAVE", "VCBS", "VNBS", "DMC",  "DHFM", "DFSA", "DSA",  "DHSA", "SVSB", "CEON",
-        "CEQT", "DPLP", "MVBE", "RSSE", "RSSA", "IEID", "DRCM", "HPON", "HPTW", "HPAT",
-        "HPAA", "HPAR", "BMDE", "BMDT",
+    "VOL",  "PSTG", "PREG", "PLB",  "NGON", "DEON", "DEA",  "DED",  "VMB",  "DVME", "DVMC",
+    "DVLE", "DVLA", "DVLI", "DVLO", "DVLC", "IEON", "IEA",  "AROD", "ARTP", "GEON", "AOON",
+    "VCNB", "VCBF", "VER",  "IEBS", "ARDS", "ARON", "ARDE", "ARSA", "ARBS", "ARTI", "DOM",
+    "DSB",  "GEBS", "BEON", "BEB",  "BECF", "BEW",  "VBON", "VBM",  "VBSF", "VBOG", "VBSG",
+    "VBHG", "VBMF", "AOBS", "MSCE", "MIEE", "MDLE", "MAVE", "VCBS", "VNBS", "DMC",  "DHFM",
+    "DFSA", "DSA",  "DHSA", "SVSB", "CEON", "CEQT", "DPLP", "MVBE", "RSSE", "RSSA", "IEID",
+    "DRCM", "HPON", "HPTW", "HPAT", "HPAA", "HPAR", "BMDE", "BMDT",
 };
 
 uint32_t pex_code_to_id(const char* code) {

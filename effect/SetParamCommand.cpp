@@ -10,9 +10,7 @@ namespace velora {
 
 SetParamCommand::SetParamCommand(int device) : mDeviceId(-1), mCount(0), mBuffer{device, 0} {}
 
-void SetParamCommand::setDeviceId(int device) {
-    mDeviceId = device;
-}
+void SetParamCommand::setDeviceId(int device) { mDeviceId = device; }
 
 // Writes the record's head; the caller appends exactly valueCount values after it.
 void SetParamCommand::appendRecord(PexParameter parameter, int valueCount) {

@@ -23,7 +23,7 @@ class PexEffect;
 //
 // Not thread-safe; a batch lives on the thread that builds and executes it.
 class SetParamCommand {
-public:
+  public:
     explicit SetParamCommand(int device);
 
     // The device tag carried by the records added from now on; -1 until first set.
@@ -46,7 +46,7 @@ public:
     int getCount() const { return mCount; }
     const std::vector<int>& getBuffer() const { return mBuffer; }
 
-private:
+  private:
     void appendRecord(PexParameter parameter, int valueCount);
 
     int mDeviceId;

@@ -14,7 +14,7 @@ namespace velora {
 // Copies one semantic parameter into one effect parameter, as it is: the record holds the
 // parameter's whole vector (possibly empty).
 class SimpleTranslator : public Translator {
-public:
+  public:
     SimpleTranslator(PexParameter pexParameter, Parameter parameter);
 
     const std::vector<Parameter>& getSrcParams() const override { return mSrcParams; }
@@ -23,7 +23,7 @@ public:
 
     PexParameter getPexParameter() const { return mPexParameter; }
 
-private:
+  private:
     const PexParameter mPexParameter;
     const std::vector<Parameter> mSrcParams;
 };

@@ -21,7 +21,7 @@ class SetParamCommand;
 // Translators are constant objects shared by every device: they hold no state of their own,
 // and what differs per device (the view, its endpoint and mono flag) comes in as arguments.
 class Translator {
-public:
+  public:
     virtual ~Translator() = default;
 
     // The semantic parameters this translator reads, in the order it reads them.
@@ -29,8 +29,8 @@ public:
 
     // Reads the sources from values and adds this translator's records to command. A source
     // the view lacks is entered in the view with an empty vector and used as empty.
-    virtual void pexTranslate(SetParamCommand& command, ParameterValues& values,
-                              Endpoint endpoint, bool mono) const = 0;
+    virtual void pexTranslate(SetParamCommand& command, ParameterValues& values, Endpoint endpoint,
+                              bool mono) const = 0;
 };
 
 }  // namespace velora

@@ -21,7 +21,7 @@ namespace velora {
 //
 // Read-only after construction, so one collection may serve every thread.
 class TranslatorCollection {
-public:
+  public:
     static const std::set<Translator*> kAllTranslators;
 
     TranslatorCollection();
@@ -29,7 +29,7 @@ public:
     // The translator that reads parameter, or null when none does.
     Translator* getTranslator(Parameter parameter) const;
 
-private:
+  private:
     std::map<Parameter, Translator*> mTranslators;
 };
 

@@ -9,12 +9,12 @@
 namespace velora {
 
 // Built before the translator collection reads it (see TranslatorCollection.cpp).
-__attribute__((init_priority(102))) const std::vector<Parameter>
-        VirtualBassTranslator::kSrcParams = {
-                virtual_bass_src_freq_low,
-                virtual_bass_src_freq_high,
-                virtual_bass_mix_freq_low,
-                virtual_bass_mix_freq_high,
+__attribute__((init_priority(102))) const std::vector<Parameter> VirtualBassTranslator::kSrcParams =
+    {
+        virtual_bass_src_freq_low,
+        virtual_bass_src_freq_high,
+        virtual_bass_mix_freq_low,
+        virtual_bass_mix_freq_high,
 };
 
 void VirtualBassTranslator::pexTranslate(SetParamCommand& command, ParameterValues& values,

@@ -12,7 +12,7 @@ namespace velora {
 
 // The virtual bass frequency ranges: "VBSF" (source low, high) and "VBMF" (mix low, high).
 class VirtualBassTranslator : public Translator {
-public:
+  public:
     static const std::vector<Parameter> kSrcParams;
 
     const std::vector<Parameter>& getSrcParams() const override { return kSrcParams; }

@@ -31,7 +31,6 @@ using testing::kOneToOne;
 using testing::OneToOne;
 using V = std::vector<int>;
 
-
 // Runs the pending work of one translator into a fresh batch tagged with device 8.
 DecodedBatch run_pending(ParameterTranslator& translator) {
     SetParamCommand command(0x40000000);
@@ -61,8 +60,8 @@ TEST_P(OneToOneTest, ChangedParameterSendsItsCodeAlone) {
     ProfileParameters profileView(&translator);
     DeviceParameters deviceView(&translator);
     ParameterValues& view = ProfileParameters::kValidParams.count(row.parameter)
-                                    ? static_cast<ParameterValues&>(profileView)
-                                    : static_cast<ParameterValues&>(deviceView);
+                                ? static_cast<ParameterValues&>(profileView)
+                                : static_cast<ParameterValues&>(deviceView);
     ASSERT_TRUE(view.checkAndUpdate(row.parameter, {1000 + row.parameter, -1}));
     translator.setSource(&view, ENDPOINT_HEADPHONE, false);
     translator.onParameterChanged(row.parameter);
@@ -106,11 +105,11 @@ TEST(TranslatorCollectionTest, EverySentParameterHasExactlyOneTranslator) {
         EXPECT_EQ(1u, TranslatorCollection::kAllTranslators.count(translator));
         // A translator reads from one view only, so each view's translator can run it alone.
         const auto& group = ProfileParameters::kValidParams.count(parameter)
-                                    ? ProfileParameters::kValidParams
-                                    : DeviceParameters::kValidParams;
+                                ? ProfileParameters::kValidParams
+                                : DeviceParameters::kValidParams;
         for (Parameter source : translator->getSrcParams()) {
             EXPECT_EQ(1u, group.count(source))
-                    << kParameterNames[p] << " shares a translator with " << kParameterNames[source];
+                << kParameterNames[p] << " shares a translator with " << kParameterNames[source];
         }
     }
 }

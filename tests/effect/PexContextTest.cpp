@@ -14,7 +14,7 @@ namespace velora {
 namespace {
 
 class PexContextTest : public ::testing::Test {
-protected:
+  protected:
     PexContextTest() {
         for (AndroidDevice device :
              {DEVICE_OUT_SPEAKER, DEVICE_OUT_WIRED_HEADPHONE, DEVICE_OUT_BLUETOOTH_A2DP,
@@ -33,12 +33,12 @@ protected:
 
 TEST_F(PexContextTest, EveryPortButOtherFeedsItsOwnDevice) {
     const std::map<Port, AndroidDevice> expected{
-            {PORT_INTERNAL_SPEAKER, static_cast<AndroidDevice>(2)},
-            {PORT_HDMI, static_cast<AndroidDevice>(0x400)},
-            {PORT_MIRACAST, static_cast<AndroidDevice>(0x8000)},
-            {PORT_HEADPHONE, static_cast<AndroidDevice>(8)},
-            {PORT_BLUETOOTH, static_cast<AndroidDevice>(0x80)},
-            {PORT_USB, static_cast<AndroidDevice>(0x4000)},
+        {PORT_INTERNAL_SPEAKER, static_cast<AndroidDevice>(2)},
+        {PORT_HDMI, static_cast<AndroidDevice>(0x400)},
+        {PORT_MIRACAST, static_cast<AndroidDevice>(0x8000)},
+        {PORT_HEADPHONE, static_cast<AndroidDevice>(8)},
+        {PORT_BLUETOOTH, static_cast<AndroidDevice>(0x80)},
+        {PORT_USB, static_cast<AndroidDevice>(0x4000)},
     };
     EXPECT_EQ(expected, PexContext::kDeviceForPort);
 
@@ -65,7 +65,7 @@ TEST_F(PexContextTest, RecordsReachOnlyTheViewsTheyBelongTo) {
 
     for (const auto& [device, translator] : mTranslators) {
         const bool expectWork =
-                device == DEVICE_OUT_WIRED_HEADPHONE || device == DEVICE_OUT_BLUETOOTH_A2DP;
+            device == DEVICE_OUT_WIRED_HEADPHONE || device == DEVICE_OUT_BLUETOOTH_A2DP;
         EXPECT_EQ(expectWork, !translator->getPending().empty()) << std::hex << device;
     }
     EXPECT_EQ(ENDPOINT_HEADPHONE, mTranslators[DEVICE_OUT_WIRED_HEADPHONE]->getEndpoint());

@@ -12,9 +12,7 @@
 
 #include "BatchReader.h"
 #include "ExpectedCodes.h"
-#include "testutil/LogCapture.h"
 #include "StoreReader.h"
-#include "testutil/TempRoot.h"
 #include "common/SystemPaths.h"
 #include "context/KsContext.h"
 #include "context/KsContextManager.h"
@@ -24,6 +22,8 @@
 #include "model/Profile.h"
 #include "model/ProfileEndpoint.h"
 #include "model/Tuning.h"
+#include "testutil/LogCapture.h"
+#include "testutil/TempRoot.h"
 
 namespace velora {
 namespace {
@@ -45,7 +45,7 @@ constexpr int kDefaultDevice = 0x40000000;
 
 // Delivers to the real store, and keeps a copy of every batch it was handed.
 class RecordingEffect : public PexEffect {
-public:
+  public:
     RecordingEffect() : PexEffect(0, "KsService") {}
     int send(int command, std::vector<int>& data) override {
         batches.push_back(decode_batch(data));
@@ -60,7 +60,7 @@ public:
 // Start-up from the shipped example tuning file below a temporary root, as the service does
 // it, with the controller as the state's observer.
 class PexControllerTest : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         mRoot.install("examples/multimedia_velora_kiv_default.xml",
                       SystemPaths::kDefaultTuningFile);
@@ -86,7 +86,7 @@ protected:
     // Changes the speaker volume leveler amount of the selected profile to a new value.
     int changeSpeakerLevelerAmount() {
         const V current =
-                mContext->getProfileParameter(selectedId(), ENDPOINT_SPEAKER, volume_leveler_amount);
+            mContext->getProfileParameter(selectedId(), ENDPOINT_SPEAKER, volume_leveler_amount);
         const int next = current.empty() ? 1 : current.front() + 1;
         mContext->setProfileParameter(selectedId(), ENDPOINT_SPEAKER, volume_leveler_amount,
                                       {next});
@@ -113,7 +113,7 @@ protected:
                 }
                 if (expected.empty()) {
                     EXPECT_TRUE(!stored.has(device, row.id) || stored.at(device, row.id).empty())
-                            << row.code;
+                        << row.code;
                 } else {
                     ASSERT_TRUE(stored.has(device, row.id)) << row.code;
                     EXPECT_EQ(expected, stored.at(device, row.id)) << row.code;
@@ -122,12 +122,12 @@ protected:
             // Output mode: virtualizer, endpoint, orientation, and the matrix on the speaker;
             // a mono speaker has the virtualizer off and orientation 1.
             V dom = tuning->isMono() && endpoint == ENDPOINT_SPEAKER
-                            ? V{0}
-                            : mContext->getProfileParameter(id, endpoint, virtualizer_enable);
+                        ? V{0}
+                        : mContext->getProfileParameter(id, endpoint, virtualizer_enable);
             dom.push_back(static_cast<int>(endpoint));
             const V orient = tuning->isMono() && endpoint == ENDPOINT_SPEAKER
-                                     ? V{1}
-                                     : mContext->getSelectedTuningParameter(port, orientation);
+                                 ? V{1}
+                                 : mContext->getSelectedTuningParameter(port, orientation);
             dom.insert(dom.end(), orient.begin(), orient.end());
             if (endpoint == ENDPOINT_SPEAKER) {
                 const V matrix = mContext->getSelectedTuningParameter(port, output_mix_matrix);
@@ -175,7 +175,7 @@ TEST_F(PexControllerTest, RegisteringDeliversOnLoadWhichOnlyFillsTheViews) {
     EXPECT_EQ(generation, read_store().generation);
     for (AndroidDevice device : PexController::kDevices) {
         EXPECT_FALSE(mController->getTranslator(device)->getPending().empty())
-                << std::hex << device;
+            << std::hex << device;
     }
     EXPECT_EQ(mContext->getSelectedProfile(),
               mController->getContext().getProfileParameters()->getProfile());
@@ -248,7 +248,7 @@ TEST_F(PexControllerTest, EndpointChangeReachesEveryDeviceOfThatEndpoint) {
     // Headphone, Bluetooth and USB all use the headphone endpoint in the example file: the
     // state announces the change once per port, and each announcement is one batch.
     const V current =
-            mContext->getProfileParameter(selectedId(), ENDPOINT_HEADPHONE, volume_leveler_amount);
+        mContext->getProfileParameter(selectedId(), ENDPOINT_HEADPHONE, volume_leveler_amount);
     const int amount = current.front() + 3;
     mContext->setProfileParameter(selectedId(), ENDPOINT_HEADPHONE, volume_leveler_amount,
                                   {amount});
@@ -283,7 +283,7 @@ TEST_F(PexControllerTest, NothingChangedMeansNothingReachesTheStore) {
                                          *mContext->getSelectedTuning(PORT_HEADPHONE));
     mController->onPexOnChanged(*mContext, !mContext->getPexOn());
     const V same =
-            mContext->getProfileParameter(selectedId(), ENDPOINT_SPEAKER, volume_leveler_amount);
+        mContext->getProfileParameter(selectedId(), ENDPOINT_SPEAKER, volume_leveler_amount);
     mContext->setProfileParameter(selectedId(), ENDPOINT_SPEAKER, volume_leveler_amount, same);
 
     EXPECT_TRUE(mEffect.batches.empty());
@@ -301,7 +301,7 @@ TEST_F(PexControllerTest, SelectingAnotherProfileSendsItsDifferences) {
         mContext->setSelectedProfile(other);
         const std::string name = mContext->getSelectedProfile()->getName();
         EXPECT_TRUE(log.contains("PexController", ANDROID_LOG_INFO, "Profile Changed to " + name))
-                << log.dump();
+            << log.dump();
     }
     ASSERT_EQ(1u, mEffect.batches.size());
     EXPECT_FALSE(mEffect.batches[0].records.empty());

@@ -7,11 +7,11 @@
 
 #include <vector>
 
-#include "testutil/LogCapture.h"
 #include "StoreReader.h"
-#include "testutil/TempRoot.h"
 #include "effect/PexEffect.h"
 #include "effect/SetParamCommand.h"
+#include "testutil/LogCapture.h"
+#include "testutil/TempRoot.h"
 
 namespace velora {
 namespace {
@@ -25,7 +25,7 @@ constexpr char kInvalid[] = "sendSharedStore() Invalid data for setting paramete
 
 // Each test publishes into a folder of its own.
 class PexEffectTest : public ::testing::Test {
-protected:
+  protected:
     testing::TempRoot mRoot;
     PexEffect mEffect{0, "KsService"};
 };

@@ -22,7 +22,7 @@ constexpr uint32_t kGebs = 0x73626567;
 
 // Keeps what execute() hands over instead of writing it to the store.
 class CapturingEffect : public PexEffect {
-public:
+  public:
     CapturingEffect() : PexEffect(0, "test") {}
     int send(int command, std::vector<int>& data) override {
         ++sends;
@@ -56,11 +56,18 @@ TEST(SetParamCommandTest, RecordsArePackedInOrderWithTheirDeviceTag) {
 
     EXPECT_EQ(4, command.getCount());
     const std::vector<int> expected{
-            0x40000000, 0,                                         // header, count not yet set
-            -1,         static_cast<int>(kDvla), 1, 7,             // scalar
-            8,          static_cast<int>(kVol),  0,                // empty vector: n = 0
-            8,          static_cast<int>(kGebs), 4, 5, 1, 2, 3,    // leading then parts
-            2,          static_cast<int>(kDvla), 3, 3, 1, 2,       // parts in given order
+        0x40000000, 0,  // header, count not yet set
+        -1,         static_cast<int>(kDvla),
+        1,          7,  // scalar
+        8,          static_cast<int>(kVol),
+        0,  // empty vector: n = 0
+        8,          static_cast<int>(kGebs),
+        4,          5,
+        1,          2,
+        3,  // leading then parts
+        2,          static_cast<int>(kDvla),
+        3,          3,
+        1,          2,  // parts in given order
     };
     EXPECT_EQ(expected, command.getBuffer());
 }

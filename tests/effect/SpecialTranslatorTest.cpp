@@ -50,7 +50,7 @@ constexpr int kTag = 0x8;
 // A plain record serves as the source: translators read by lookup and do not care which kind
 // of record holds the values.
 class SpecialTranslatorTest : public ::testing::Test {
-protected:
+  protected:
     SpecialTranslatorTest() : mValues("test", ENDPOINT_SPEAKER, false) {}
 
     std::vector<BatchRecord> run(const Translator& translator, Endpoint endpoint = ENDPOINT_SPEAKER,
@@ -72,7 +72,7 @@ protected:
 // Audio optimizer: band count, then channel count, then frequencies and the gain rows
 // left, right, left surround, right surround.
 class AudioOptimizerTest : public SpecialTranslatorTest {
-protected:
+  protected:
     void SetUp() override {
         set(audio_optimizer_frequency, {100, 200, 300});
         set(audio_optimizer_gain_l, {1, 2, 3});
@@ -86,7 +86,7 @@ protected:
 TEST_F(AudioOptimizerTest, FourChannels) {
     set(output_channels, {4});
     EXPECT_EQ((std::vector<BatchRecord>{
-                      {kTag, kAobs, {3, 4, 100, 200, 300, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}}}),
+                  {kTag, kAobs, {3, 4, 100, 200, 300, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}}}),
               run(mTranslator));
 }
 
@@ -125,7 +125,7 @@ TEST_F(AudioOptimizerTest, EmptyTablesStillCarryTheCounts) {
 // Complex equalizer: channel count first, then the tuning length, rows left, right, left
 // surround, right surround; only while enabled.
 class ComplexEqualizerTest : public SpecialTranslatorTest {
-protected:
+  protected:
     void SetUp() override {
         set(complex_equalizer_enable, {1});
         set(complex_equalizer_tuning_left, {1, 2});
@@ -167,7 +167,7 @@ TEST_F(ComplexEqualizerTest, EmptyTuningsStereo) {
 
 // Regulator: "ARSA" and "ARBS" always; "RSSA" while sibilance suppression is on.
 class AudioRegulatorTest : public SpecialTranslatorTest {
-protected:
+  protected:
     void SetUp() override {
         set(regulator_stress_amount, {7});
         set(regulator_frequency, {100, 200});
@@ -186,9 +186,9 @@ protected:
 TEST_F(AudioRegulatorTest, FourChannelsWithSuppression) {
     set(output_channels, {4});
     EXPECT_EQ((std::vector<BatchRecord>{
-                      {kTag, kArsa, {4, 7}},
-                      {kTag, kArbs, {2, 100, 200, -10, -20, -1, -2, 0, 1}},
-                      {kTag, kRssa, {4, 1, 11, 13, 12, 14}},
+                  {kTag, kArsa, {4, 7}},
+                  {kTag, kArbs, {2, 100, 200, -10, -20, -1, -2, 0, 1}},
+                  {kTag, kRssa, {4, 1, 11, 13, 12, 14}},
               }),
               run(mTranslator));
 }
@@ -196,9 +196,9 @@ TEST_F(AudioRegulatorTest, FourChannelsWithSuppression) {
 TEST_F(AudioRegulatorTest, TwoChannelsWithSuppression) {
     set(output_channels, {2});
     EXPECT_EQ((std::vector<BatchRecord>{
-                      {kTag, kArsa, {2, 7}},
-                      {kTag, kArbs, {2, 100, 200, -10, -20, -1, -2, 0, 1}},
-                      {kTag, kRssa, {2, 1, 11, 13}},
+                  {kTag, kArsa, {2, 7}},
+                  {kTag, kArbs, {2, 100, 200, -10, -20, -1, -2, 0, 1}},
+                  {kTag, kRssa, {2, 1, 11, 13}},
               }),
               run(mTranslator));
 }
@@ -225,7 +225,7 @@ TEST_F(AudioRegulatorTest, EmptyViewStillSendsStressAndBandCount) {
 
 // Output mode: virtualizer, endpoint, orientation, and the mix matrix on the speaker only.
 class OutputModeTest : public SpecialTranslatorTest {
-protected:
+  protected:
     void SetUp() override {
         set(virtualizer_enable, {1});
         set(orientation, {0});
@@ -238,7 +238,8 @@ protected:
 TEST_F(OutputModeTest, HeadphoneAndOtherNeverCarryTheMatrix) {
     EXPECT_EQ((std::vector<BatchRecord>{{kTag, kDom, {1, 1, 0}}}),
               run(mTranslator, ENDPOINT_HEADPHONE));
-    EXPECT_EQ((std::vector<BatchRecord>{{kTag, kDom, {1, 2, 0}}}), run(mTranslator, ENDPOINT_OTHER));
+    EXPECT_EQ((std::vector<BatchRecord>{{kTag, kDom, {1, 2, 0}}}),
+              run(mTranslator, ENDPOINT_OTHER));
     // Mono plays no part away from the speaker.
     EXPECT_EQ((std::vector<BatchRecord>{{kTag, kDom, {1, 1, 0}}}),
               run(mTranslator, ENDPOINT_HEADPHONE, /*mono=*/true));

@@ -31,8 +31,8 @@ StoredParams collect(android::KeyedVector<uint32_t, android::PexParamCache*>& ca
 StoredParams read_store() {
     android::KeyedVector<uint32_t, android::PexParamCache*> caches;
     int generation = -1;
-    EXPECT_EQ(0, android::PexParamStore::getInstance().getStoredParams(&caches, false,
-                                                                       &generation));
+    EXPECT_EQ(0,
+              android::PexParamStore::getInstance().getStoredParams(&caches, false, &generation));
     return collect(caches, generation);
 }
 
