@@ -25,7 +25,7 @@ namespace velora {
 //
 // Threading: none of its own; used by the thread that runs the parser.
 class DeviceData {
-public:
+  public:
     DeviceData();
     DeviceData(const DeviceData&) = delete;
     DeviceData& operator=(const DeviceData&) = delete;
@@ -56,7 +56,7 @@ public:
     // A profile without ieq_enable keeps an empty entry for it afterwards.
     virtual void validateData();
 
-private:
+  private:
     std::string mFormatVersion;
     std::string mToolVersion;
     std::string mSignature;

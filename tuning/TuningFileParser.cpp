@@ -84,17 +84,17 @@ constexpr int kTagInvalidPresetName = 271;
 
 // Tuning-data elements that carry a whole row of values rather than one value.
 constexpr const char* kTuningDataRowKeys[] = {
-        "regulator-stress-amount",
-        "complex-equalizer-tuning-left",
-        "complex-equalizer-tuning-right",
-        "complex-equalizer-tuning-left-surround",
-        "complex-equalizer-tuning-right-surround",
-        "regulator-sibilance-suppress-amounts-left",
-        "regulator-sibilance-suppress-amounts-right",
-        "regulator-sibilance-suppress-amounts-left-surround",
-        "regulator-sibilance-suppress-amounts-right-surround",
-        "bass-mbdrc-tuning",
-        "virtual-bass-subgains",
+    "regulator-stress-amount",
+    "complex-equalizer-tuning-left",
+    "complex-equalizer-tuning-right",
+    "complex-equalizer-tuning-left-surround",
+    "complex-equalizer-tuning-right-surround",
+    "regulator-sibilance-suppress-amounts-left",
+    "regulator-sibilance-suppress-amounts-right",
+    "regulator-sibilance-suppress-amounts-left-surround",
+    "regulator-sibilance-suppress-amounts-right-surround",
+    "bass-mbdrc-tuning",
+    "virtual-bass-subgains",
 };
 constexpr char kProfileDataRowKey[] = "drc-metadata";
 
@@ -157,9 +157,7 @@ std::string_view attr_name(xmlAttrPtr attr) {
     return reinterpret_cast<const char*>(attr->name);
 }
 
-bool is_element(xmlNodePtr node) {
-    return node != nullptr && node->type == XML_ELEMENT_NODE;
-}
+bool is_element(xmlNodePtr node) { return node != nullptr && node->type == XML_ELEMENT_NODE; }
 
 bool is_element_named(xmlNodePtr node, std::string_view name) {
     return is_element(node) && node_name(node) == name;
@@ -209,13 +207,9 @@ Slot element_after(xmlNodePtr skipped) {
     return {Slot::kElement, candidate};
 }
 
-Slot first_element_child(xmlNodePtr node) {
-    return element_after(node->children);
-}
+Slot first_element_child(xmlNodePtr node) { return element_after(node->children); }
 
-Slot next_element(xmlNodePtr node) {
-    return element_after(node->next);
-}
+Slot next_element(xmlNodePtr node) { return element_after(node->next); }
 
 // Why a slot holds no element, for the log line that drops the record.
 std::string slot_problem(const Slot& slot, const char* what) {
@@ -290,7 +284,7 @@ void log_xml_error(void* /*context*/, xmlErrorPtr error) {
 // lines go) instead of stderr, and restores the previous handler afterwards. libxml2 keeps
 // the handler per thread.
 class XmlErrorsToLog {
-public:
+  public:
     XmlErrorsToLog() : mHandler(xmlStructuredError), mContext(xmlStructuredErrorContext) {
         xmlSetStructuredErrorFunc(nullptr, &log_xml_error);
     }
@@ -298,7 +292,7 @@ public:
     XmlErrorsToLog(const XmlErrorsToLog&) = delete;
     XmlErrorsToLog& operator=(const XmlErrorsToLog&) = delete;
 
-private:
+  private:
     xmlStructuredErrorFunc mHandler;
     void* mContext;
 };
@@ -328,9 +322,7 @@ void release_library() {
 
 }  // namespace
 
-TuningFileParser::TuningFileParser() {
-    acquire_library();
-}
+TuningFileParser::TuningFileParser() { acquire_library(); }
 
 TuningFileParser::TuningFileParser(const std::string& path) : TuningFileParser() {
     setTuningFile(path);
@@ -427,9 +419,7 @@ void TuningFileParser::parseNode(xmlNodePtr node) {
     }
 }
 
-std::string TuningFileParser::getProfileName(int profileId) {
-    return mProfileNames[profileId];
-}
+std::string TuningFileParser::getProfileName(int profileId) { return mProfileNames[profileId]; }
 
 std::string TuningFileParser::xmlChar2String(const xmlChar* text) {
     if (text == nullptr) return {};
@@ -483,13 +473,9 @@ PresetType TuningFileParser::getIeqPresetTypeByName(const std::string& name) {
     return PRESET_OFF;
 }
 
-void TuningFileParser::parseFormatVersion(xmlNodePtr node) {
-    mFormatVersion = read_version(node);
-}
+void TuningFileParser::parseFormatVersion(xmlNodePtr node) { mFormatVersion = read_version(node); }
 
-void TuningFileParser::parseToolVersion(xmlNodePtr node) {
-    mToolVersion = read_version(node);
-}
+void TuningFileParser::parseToolVersion(xmlNodePtr node) { mToolVersion = read_version(node); }
 
 void TuningFileParser::parsePreset(xmlNodePtr node) {
     std::string id = prop(node, kIdAttr);
@@ -616,7 +602,7 @@ void TuningFileParser::parseTuning(xmlNodePtr node) {
 
 void TuningFileParser::parseDeviceTuning(xmlNodePtr node, const std::string& tuningName) {
     mDeviceTunings.insert(
-            new DeviceTuning(prop(node, kIdAttr), prop(node, kEndpointPortAttr), tuningName));
+        new DeviceTuning(prop(node, kIdAttr), prop(node, kEndpointPortAttr), tuningName));
 }
 
 bool TuningFileParser::parseTuningData(xmlNodePtr data, Tuning* tuning) {
@@ -627,13 +613,13 @@ bool TuningFileParser::parseTuningData(xmlNodePtr data, Tuning* tuning) {
         const char* what = optimizer.kind != Slot::kElement ? "audio-optimizer band table"
                                                             : "regulator band table";
         ALOGE("Tuning [%s] at line %ld dropped: %s", tuning->getName().c_str(),
-              xmlGetLineNo(data), slot_problem(bad, what).c_str());
+              xmlGetLineNo(data->parent), slot_problem(bad, what).c_str());
         return false;
     }
     // The band tables are known by position only. Say so when a parameter element sits
     // there: its value is lost and the table is read from it.
-    for (const auto& [table, what] : {std::pair{optimizer.node, "audio-optimizer"},
-                                      std::pair{regulator.node, "regulator"}}) {
+    for (const auto& [table, what] :
+         {std::pair{optimizer.node, "audio-optimizer"}, std::pair{regulator.node, "regulator"}}) {
         if (is_parameter_element(node_name(table))) {
             ALOGW("Tuning [%s]: <%s> at line %ld is read as the %s band table",
                   tuning->getName().c_str(), std::string(node_name(table)).c_str(),
@@ -682,12 +668,10 @@ bool TuningFileParser::parseTuningData(xmlNodePtr data, Tuning* tuning) {
         std::string_view name = node_name(child);
         if (name == kVirtualBassMixFreqsElement) {
             tuning->set(virtual_bass_mix_freq_low, {string2int(prop(child, kFrequencyLowAttr))});
-            tuning->set(virtual_bass_mix_freq_high,
-                        {string2int(prop(child, kFrequencyHighAttr))});
+            tuning->set(virtual_bass_mix_freq_high, {string2int(prop(child, kFrequencyHighAttr))});
         } else if (name == kVirtualBassSrcFreqsElement) {
             tuning->set(virtual_bass_src_freq_low, {string2int(prop(child, kFrequencyLowAttr))});
-            tuning->set(virtual_bass_src_freq_high,
-                        {string2int(prop(child, kFrequencyHighAttr))});
+            tuning->set(virtual_bass_src_freq_high, {string2int(prop(child, kFrequencyHighAttr))});
         } else if (name == kOutputModeElement) {
             tuning->set(output_mix_matrix, parseMixMatrix(child));
         } else if (auto key = keys.find(name); key != keys.end()) {

@@ -41,7 +41,7 @@ namespace velora {
 // Threading: one thread at a time per parser. Parsers on different threads may coexist;
 // libxml2's global state is set up with the first live parser and cleaned up with the last.
 class TuningFileParser {
-public:
+  public:
     TuningFileParser();
     explicit TuningFileParser(const std::string& path);
     TuningFileParser(const TuningFileParser&) = delete;
@@ -85,7 +85,7 @@ public:
     // The root element of a document, or -ENODEV with its log line when it has none.
     static int findRootElement(xmlDocPtr doc, xmlNodePtr* root);
 
-private:
+  private:
     void parseNode(xmlNodePtr node);
     void parseFormatVersion(xmlNodePtr node);
     void parseToolVersion(xmlNodePtr node);

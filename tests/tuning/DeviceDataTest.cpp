@@ -2,13 +2,12 @@
  * Copyright (C) 2026 The Velora Project
  * Licensed under the Apache License, Version 2.0.
  */
-#include "tuning/DeviceData.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "TuningTestSupport.h"
 #include "testutil/TempRoot.h"
+#include "tuning/DeviceData.h"
 #include "tuning/TuningFileParser.h"
 
 namespace velora {
@@ -19,8 +18,7 @@ using ::testing::IsEmpty;
 using testing::TempRoot;
 
 std::string profile_xml(int id, const std::string& enable, const std::string& preset) {
-    std::string ieqEnable =
-            enable.empty() ? "" : "      <ieq-enable value=\"" + enable + "\"/>\n";
+    std::string ieqEnable = enable.empty() ? "" : "      <ieq-enable value=\"" + enable + "\"/>\n";
     return "  <profile id=\"" + std::to_string(id) + "\" name=\"P" + std::to_string(id) +
            "\">\n    <data>\n" + ieqEnable + "      <ieq-amount value=\"10\"/>\n" +
            "    </data>\n    <include preset=\"" + preset + "\"/>\n  </profile>\n";
@@ -59,7 +57,7 @@ TEST(DeviceDataTest, ValidateTurnsThePresetOffWhereTheEqualizerIsOff) {
     std::string body = profile_xml(0, "true", "ieq_warm") + profile_xml(1, "false", "ieq_warm") +
                        profile_xml(2, "", "ieq_detailed") + profile_xml(3, "7", "ieq_balanced");
     TuningFileParser parser(testing::write_tuning(
-            root, "<?xml version=\"1.0\"?>\n<velora_tuning>\n" + body + "</velora_tuning>\n"));
+        root, "<?xml version=\"1.0\"?>\n<velora_tuning>\n" + body + "</velora_tuning>\n"));
     DeviceData* data = parser.getDeviceData();
     ASSERT_NE(nullptr, data);
     ASSERT_EQ(PRESET_WARM, testing::find_profile(*data, 1)->getSelectedIeqPreset());

@@ -19,11 +19,11 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
-using ::testing::UnorderedElementsAre;
 using testing::LogCapture;
+using ::testing::UnorderedElementsAre;
 
-const std::vector<int> kBandFrequencies = {47,   141,  234,  328,  469,  656,   844,
-                                           1031, 1313, 1688, 2250, 3000, 3750,  4688,
+const std::vector<int> kBandFrequencies = {47,   141,  234,  328,   469,   656,  844,
+                                           1031, 1313, 1688, 2250,  3000,  3750, 4688,
                                            5813, 7125, 9000, 11250, 13875, 19688};
 
 std::set<Parameter> keys_of(const ParameterValues& record) {
@@ -42,10 +42,10 @@ std::vector<std::string> complaints(const LogCapture& log) {
 }
 
 class DefaultExampleTest : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
-        ASSERT_EQ(0, mParser.setTuningFile(testing::source_file(
-                             "examples/multimedia_velora_kiv_default.xml")));
+        ASSERT_EQ(0, mParser.setTuningFile(
+                         testing::source_file("examples/multimedia_velora_kiv_default.xml")));
         mData = mParser.getDeviceData();
         ASSERT_NE(nullptr, mData);
     }
@@ -90,11 +90,11 @@ TEST_F(DefaultExampleTest, PresetsCarryTwentyBands) {
         EXPECT_EQ(21u, preset->getValues().at(geq_gain).size());
     }
     EXPECT_EQ(
-            "id=-1\nprofileId=1\n"
-            "geq_frequency=47,141,234,328,469,656,844,1031,1313,1688,2250,3000,3750,4688,5813,"
-            "7125,9000,11250,13875,19688,0,\n"
-            "geq_gain=48,40,32,16,0,-8,-8,0,16,32,40,40,32,16,8,0,0,-8,-16,-16,0,\n",
-            testing::find_geq(*mData, 1)->toString());
+        "id=-1\nprofileId=1\n"
+        "geq_frequency=47,141,234,328,469,656,844,1031,1313,1688,2250,3000,3750,4688,5813,"
+        "7125,9000,11250,13875,19688,0,\n"
+        "geq_gain=48,40,32,16,0,-8,-8,0,16,32,40,40,32,16,8,0,0,-8,-16,-16,0,\n",
+        testing::find_geq(*mData, 1)->toString());
 }
 
 TEST_F(DefaultExampleTest, ProfilesAndEndpointsHoldAllTheirParameters) {
@@ -104,10 +104,9 @@ TEST_F(DefaultExampleTest, ProfilesAndEndpointsHoldAllTheirParameters) {
         PresetType preset;
         int ieqEnable;
     };
-    for (const Expected& e : {Expected{0, "Dynamic", PRESET_BALANCED, 1},
-                              Expected{1, "Movie", PRESET_DETAILED, 1},
-                              Expected{2, "Music", PRESET_WARM, 1},
-                              Expected{3, "Custom", PRESET_BALANCED, 0}}) {
+    for (const Expected& e :
+         {Expected{0, "Dynamic", PRESET_BALANCED, 1}, Expected{1, "Movie", PRESET_DETAILED, 1},
+          Expected{2, "Music", PRESET_WARM, 1}, Expected{3, "Custom", PRESET_BALANCED, 0}}) {
         Profile* profile = testing::find_profile(*mData, e.id);
         ASSERT_NE(nullptr, profile) << e.name;
         EXPECT_EQ(e.name, profile->getName());
@@ -125,7 +124,7 @@ TEST_F(DefaultExampleTest, ProfilesAndEndpointsHoldAllTheirParameters) {
     EXPECT_THAT(testing::find_profile(*mData, 1)->getValues().at(custom_drc_metadata),
                 ElementsAre(1, 0, 1, 0, 0, 0));
     const ParameterValues::Values& movieHeadphone =
-            testing::find_endpoint(*mData, 1, ENDPOINT_HEADPHONE)->getValues();
+        testing::find_endpoint(*mData, 1, ENDPOINT_HEADPHONE)->getValues();
     EXPECT_THAT(movieHeadphone.at(hearing_protection_enable), ElementsAre(1));
     EXPECT_THAT(movieHeadphone.at(surround_boost), ElementsAre(96));
     EXPECT_THAT(movieHeadphone.at(volume_leveler_out_target), ElementsAre(-384));
@@ -158,17 +157,17 @@ TEST_F(DefaultExampleTest, TuningsHoldAllFiftyParameters) {
         const ParameterValues::Values& values = tuning->getValues();
         EXPECT_THAT(values.at(output_channels), ElementsAre(e.channels)) << e.name;
         EXPECT_EQ(e.matrixSize, values.at(output_mix_matrix).size()) << e.name;
-        for (Parameter band : {audio_optimizer_frequency, audio_optimizer_gain_l,
-                               audio_optimizer_gain_r, audio_optimizer_gain_ls,
-                               audio_optimizer_gain_rs, regulator_frequency,
-                               regulator_threshold_low, regulator_threshold_high,
-                               regulator_isolated_band}) {
+        for (Parameter band :
+             {audio_optimizer_frequency, audio_optimizer_gain_l, audio_optimizer_gain_r,
+              audio_optimizer_gain_ls, audio_optimizer_gain_rs, regulator_frequency,
+              regulator_threshold_low, regulator_threshold_high, regulator_isolated_band}) {
             EXPECT_EQ(20u, values.at(band).size()) << e.name << " " << kParameterNames[band];
         }
         EXPECT_EQ(kBandFrequencies, values.at(audio_optimizer_frequency));
         EXPECT_EQ(20u, values.at(complex_equalizer_tuning_right_surround).size());
     }
-    const ParameterValues::Values& stereo = testing::find_tuning(*mData, "speaker_stereo")->getValues();
+    const ParameterValues::Values& stereo =
+        testing::find_tuning(*mData, "speaker_stereo")->getValues();
     EXPECT_THAT(stereo.at(output_mix_matrix), ElementsAre(16384, 0, 11585, 0, 0, 16384, 0, 11585));
     EXPECT_THAT(stereo.at(virtual_bass_mix_freq_low), ElementsAre(94));
     EXPECT_THAT(stereo.at(virtual_bass_mix_freq_high), ElementsAre(469));
@@ -178,7 +177,8 @@ TEST_F(DefaultExampleTest, TuningsHoldAllFiftyParameters) {
     EXPECT_THAT(stereo.at(regulator_isolated_band),
                 ElementsAreArray({1, 1, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}));
     EXPECT_EQ(-104, stereo.at(audio_optimizer_gain_r)[19]);
-    const ParameterValues::Values& headphone = testing::find_tuning(*mData, "headphone")->getValues();
+    const ParameterValues::Values& headphone =
+        testing::find_tuning(*mData, "headphone")->getValues();
     EXPECT_EQ(8, headphone.at(audio_optimizer_gain_ls)[0]);
     EXPECT_THAT(headphone.at(regulator_enable), ElementsAre(0));
     EXPECT_THAT(testing::find_tuning(*mData, "speaker_mono")->getValues().at(orientation),
@@ -228,9 +228,9 @@ TEST(OemExtraExampleTest, AddsTuningsAndDevicesWithDeliberateClashes) {
     EXPECT_EQ(nullptr, testing::find_tuning(base, "oem_soundbar"));
     EXPECT_EQ(ENDPOINT_OTHER, testing::find_tuning(oem, "oem_soundbar")->getEndpoint());
 
-    EXPECT_THAT(testing::devices_of(oem, "oem_soundbar"),
-                ElementsAre("default_usb@usb", "oem_soundbar_bt@bluetooth",
-                            "oem_soundbar_hdmi@hdmi"));
+    EXPECT_THAT(
+        testing::devices_of(oem, "oem_soundbar"),
+        ElementsAre("default_usb@usb", "oem_soundbar_bt@bluetooth", "oem_soundbar_hdmi@hdmi"));
     EXPECT_THAT(testing::devices_of(oem, "headphone"), ElementsAre("oem_sport_buds@bluetooth"));
     // "default_usb" is also a default device: dropped at merge although its tuning is new.
     EXPECT_NE(nullptr, testing::find_device(base, "default_usb"));

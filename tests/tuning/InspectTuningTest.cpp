@@ -42,7 +42,7 @@ std::string slurp(const std::string& path) {
 }
 
 class InspectTuningTest : public ::testing::Test {
-protected:
+  protected:
     Outcome inspect(const std::string& args) {
         std::string out = mRoot.hostPath("/stdout.txt");
         std::string err = mRoot.hostPath("/stderr.txt");
@@ -62,8 +62,8 @@ TEST_F(InspectTuningTest, PrintsEveryRecordOfTheExampleInItsStorageForm) {
     std::string example = testing::source_file("examples/multimedia_velora_kiv_default.xml");
     Outcome run = inspect("tuning " + quoted(example));
     ASSERT_EQ(0, run.status) << run.err;
-    EXPECT_THAT(run.out, StartsWith("file=" + example +
-                                    "\nformat_version=1.0.0\ntool_version=2.4.17\n"));
+    EXPECT_THAT(run.out,
+                StartsWith("file=" + example + "\nformat_version=1.0.0\ntool_version=2.4.17\n"));
     EXPECT_THAT(run.out, HasSubstr("\nsummary: 3 ieq presets, 4 geq presets, 4 profiles, "
                                    "12 profile endpoints, 4 tunings, 9 device tunings\n"));
     EXPECT_THAT(run.err, IsEmpty());
@@ -89,8 +89,8 @@ TEST_F(InspectTuningTest, PrintsEveryRecordOfTheExampleInItsStorageForm) {
 }
 
 TEST_F(InspectTuningTest, OrdersRecordsByKindAndKey) {
-    Outcome run = inspect("tuning " +
-                      quoted(testing::source_file("examples/multimedia_velora_kiv_default.xml")));
+    Outcome run = inspect(
+        "tuning " + quoted(testing::source_file("examples/multimedia_velora_kiv_default.xml")));
     ASSERT_EQ(0, run.status) << run.err;
     std::vector<std::string> headings;
     std::istringstream lines(run.out);
@@ -119,12 +119,14 @@ TEST_F(InspectTuningTest, OrdersRecordsByKindAndKey) {
 }
 
 TEST_F(InspectTuningTest, ValidatedShowsThePresetsTheDatabaseWouldKeep) {
-    std::string example = quoted(testing::source_file("examples/multimedia_velora_kiv_default.xml"));
+    std::string example =
+        quoted(testing::source_file("examples/multimedia_velora_kiv_default.xml"));
     Outcome plain = inspect("tuning " + example);
     Outcome validated = inspect("tuning --validated " + example);
     ASSERT_EQ(0, validated.status) << validated.err;
-    const std::string custom = "[profile profileId=3 name=Custom]\nid=-1\nprofileId=3\n"
-                               "name=Custom\nselectedIeqPreset=";
+    const std::string custom =
+        "[profile profileId=3 name=Custom]\nid=-1\nprofileId=3\n"
+        "name=Custom\nselectedIeqPreset=";
     EXPECT_THAT(plain.out, HasSubstr(custom + "balanced\n"));
     EXPECT_THAT(validated.out, HasSubstr(custom + "off\n"));
     EXPECT_THAT(validated.out, HasSubstr("\nvalidated=true\n"));
@@ -134,8 +136,8 @@ TEST_F(InspectTuningTest, UnreadableFilesFailWithTheReasonOnStandardError) {
     Outcome missing = inspect("tuning " + quoted(mRoot.hostPath("/absent.xml")));
     EXPECT_EQ(1, missing.status);
     EXPECT_THAT(missing.out, IsEmpty());
-    EXPECT_THAT(missing.err, HasSubstr(mRoot.hostPath("/absent.xml") +
-                                       ": No such file or directory"));
+    EXPECT_THAT(missing.err,
+                HasSubstr(mRoot.hostPath("/absent.xml") + ": No such file or directory"));
 
     std::string malformed = testing::source_file("tests/data/tuning/malformed.xml");
     Outcome broken = inspect("tuning " + quoted(malformed));
@@ -147,7 +149,8 @@ TEST_F(InspectTuningTest, UnreadableFilesFailWithTheReasonOnStandardError) {
 }
 
 TEST_F(InspectTuningTest, DroppedSectionsAreExplainedButTheRestIsPrinted) {
-    Outcome run = inspect("tuning " + quoted(testing::source_file("tests/data/tuning/no-whitespace.xml")));
+    Outcome run =
+        inspect("tuning " + quoted(testing::source_file("tests/data/tuning/no-whitespace.xml")));
     EXPECT_EQ(0, run.status);
     EXPECT_THAT(run.out, HasSubstr("summary: 1 ieq presets, 0 geq presets, 0 profiles, "
                                    "0 profile endpoints, 0 tunings, 0 device tunings\n"));

@@ -34,42 +34,39 @@ struct Outcome {
     const char* logLine;  // a line the read must log; null when none in particular
 };
 
-void PrintTo(const Outcome& outcome, std::ostream* os) {
-    *os << outcome.file;
-}
+void PrintTo(const Outcome& outcome, std::ostream* os) { *os << outcome.file; }
 
 const Outcome kOutcomes[] = {
-        {"malformed.xml", -EINVAL, 0, 0, 0, 0, 0, 0, "", "fail to call xmlReadFile,  128"},
-        {"no-root.xml", -EINVAL, 0, 0, 0, 0, 0, 0, "", "fail to call xmlReadFile,  128"},
-        {"empty.xml", -EINVAL, 0, 0, 0, 0, 0, 0, "", "fail to call xmlReadFile,  128"},
-        {"entity-expansion.xml", -EINVAL, 0, 0, 0, 0, 0, 0, "",
-         "fail to call xmlReadFile,  128"},
-        {"versions-only.xml", 0, 0, 0, 0, 0, 0, 0, "1.0.", "invalid attribute name build"},
-        {"profile-missing-elements.xml", 0, 0, 0, 5, 1, 0, 0, "1.0.0",
-         "Profile 1 [Empty] at line 7 dropped: no data block"},
-        {"tuning-missing-elements.xml", 0, 0, 0, 0, 0, 1, 4, "1.0.0",
-         "Tuning [one_table] at line 16 dropped: no regulator band table"},
-        {"extra-element-between-band-tables.xml", 0, 0, 0, 0, 0, 1, 1, "1.0.0",
-         "Tuning [speaker]: <regulator-enable> at line 14 is read as the regulator band table"},
-        {"data-without-band-tables.xml", 0, 0, 0, 0, 0, 1, 1, "1.0.0",
-         "Tuning [headphone]: <audio-optimizer-enable> at line 9 is read as the "
-         "audio-optimizer band table"},
-        {"word-profile-ids.xml", 0, 0, 2, 2, 1, 0, 0, "1.0.0", nullptr},
-        {"duplicate-device-id.xml", 0, 0, 0, 0, 0, 2, 3, "1.0.0", nullptr},
-        {"unknown-top-level.xml", 0, 1, 0, 0, 0, 1, 0, "1.0.0", nullptr},
-        {"empty-attribute-values.xml", 0, 1, 1, 1, 1, 1, 1, "..", "name is invalid, 271"},
-        {"bom-crlf.xml", 0, 0, 0, 1, 1, 1, 1, "1.0.0", nullptr},
-        {"no-whitespace.xml", 0, 1, 0, 0, 0, 0, 0, "1.0.0",
-         "Tuning [speaker] at line 2 dropped: <device_id> at line 2 has no whitespace in front "
-         "of it, so the data block cannot be found"},
-        {"comment-in-layout.xml", 0, 0, 0, 0, 0, 1, 2, "1.0.0",
-         "Tuning [comment_between_tables] at line 23 dropped: a non-element node at line 28 "
-         "stands where the regulator band table belongs"},
-        {"entities-in-values.xml", 0, 0, 0, 0, 0, 1, 0, "1.0.0", nullptr},
+    {"malformed.xml", -EINVAL, 0, 0, 0, 0, 0, 0, "", "fail to call xmlReadFile,  128"},
+    {"no-root.xml", -EINVAL, 0, 0, 0, 0, 0, 0, "", "fail to call xmlReadFile,  128"},
+    {"empty.xml", -EINVAL, 0, 0, 0, 0, 0, 0, "", "fail to call xmlReadFile,  128"},
+    {"entity-expansion.xml", -EINVAL, 0, 0, 0, 0, 0, 0, "", "fail to call xmlReadFile,  128"},
+    {"versions-only.xml", 0, 0, 0, 0, 0, 0, 0, "1.0.", "invalid attribute name build"},
+    {"profile-missing-elements.xml", 0, 0, 0, 5, 1, 0, 0, "1.0.0",
+     "Profile 1 [Empty] at line 7 dropped: no data block"},
+    {"tuning-missing-elements.xml", 0, 0, 0, 0, 0, 1, 4, "1.0.0",
+     "Tuning [one_table] at line 16 dropped: no regulator band table"},
+    {"extra-element-between-band-tables.xml", 0, 0, 0, 0, 0, 1, 1, "1.0.0",
+     "Tuning [speaker]: <regulator-enable> at line 14 is read as the regulator band table"},
+    {"data-without-band-tables.xml", 0, 0, 0, 0, 0, 1, 1, "1.0.0",
+     "Tuning [headphone]: <audio-optimizer-enable> at line 9 is read as the "
+     "audio-optimizer band table"},
+    {"word-profile-ids.xml", 0, 0, 2, 2, 1, 0, 0, "1.0.0", nullptr},
+    {"duplicate-device-id.xml", 0, 0, 0, 0, 0, 2, 3, "1.0.0", nullptr},
+    {"unknown-top-level.xml", 0, 1, 0, 0, 0, 1, 0, "1.0.0", nullptr},
+    {"empty-attribute-values.xml", 0, 1, 1, 1, 1, 1, 1, "..", "name is invalid, 271"},
+    {"bom-crlf.xml", 0, 0, 0, 1, 1, 1, 1, "1.0.0", nullptr},
+    {"no-whitespace.xml", 0, 1, 0, 0, 0, 0, 0, "1.0.0",
+     "Tuning [speaker] at line 2 dropped: <device_id> at line 2 has no whitespace in front "
+     "of it, so the data block cannot be found"},
+    {"comment-in-layout.xml", 0, 0, 0, 0, 0, 1, 2, "1.0.0",
+     "Tuning [comment_between_tables] at line 23 dropped: a non-element node at line 28 "
+     "stands where the regulator band table belongs"},
+    {"entities-in-values.xml", 0, 0, 0, 0, 0, 1, 0, "1.0.0", nullptr},
 };
 
 class RobustnessTest : public ::testing::TestWithParam<Outcome> {
-protected:
+  protected:
     static std::string path(const char* file) {
         return testing::source_file(std::string("tests/data/tuning/") + file);
     }
@@ -110,7 +107,7 @@ TEST_P(RobustnessTest, ReadsToTheExpectedOutcome) {
     for (ProfileEndpoint* endpoint : data->getProfileEndpoints()) {
         for (const auto& [parameter, value] : endpoint->getValues()) {
             EXPECT_EQ(1u, ProfileEndpoint::kValidParams.count(parameter))
-                    << kParameterNames[parameter];
+                << kParameterNames[parameter];
         }
     }
 }
@@ -128,8 +125,8 @@ INSTANTIATE_TEST_SUITE_P(DataFiles, RobustnessTest, ::testing::ValuesIn(kOutcome
 TEST(RobustnessCoverageTest, EveryDataFileHasAnExpectedOutcome) {
     std::set<std::string> listed;
     for (const Outcome& outcome : kOutcomes) listed.insert(outcome.file);
-    for (const auto& entry : std::filesystem::directory_iterator(
-                 testing::source_file("tests/data/tuning"))) {
+    for (const auto& entry :
+         std::filesystem::directory_iterator(testing::source_file("tests/data/tuning"))) {
         std::string name = entry.path().filename().string();
         EXPECT_EQ(1u, listed.count(name)) << name << " has no expected outcome";
     }
@@ -137,11 +134,11 @@ TEST(RobustnessCoverageTest, EveryDataFileHasAnExpectedOutcome) {
 
 // The details the counts above do not show.
 class RobustnessDetailTest : public ::testing::Test {
-protected:
+  protected:
     DeviceData& read(const char* file) {
         EXPECT_EQ(0, mParser.setTuningFile(
-                             testing::source_file(std::string("tests/data/tuning/") + file)))
-                << mLog.dump();
+                         testing::source_file(std::string("tests/data/tuning/") + file)))
+            << mLog.dump();
         return *mParser.getDeviceData();
     }
 
@@ -175,9 +172,9 @@ TEST_F(RobustnessDetailTest, WordIdsReadAsZero) {
 
 TEST_F(RobustnessDetailTest, DuplicateDevicesAreAllKept) {
     DeviceData& data = read("duplicate-device-id.xml");
-    EXPECT_THAT(testing::devices_of(data, "headphone_a"),
-                ::testing::ElementsAre("default_headphone@headphone",
-                                       "default_headphone@headphone"));
+    EXPECT_THAT(
+        testing::devices_of(data, "headphone_a"),
+        ::testing::ElementsAre("default_headphone@headphone", "default_headphone@headphone"));
     EXPECT_THAT(testing::devices_of(data, "headphone_b"),
                 ::testing::ElementsAre("default_headphone@headphone"));
 }

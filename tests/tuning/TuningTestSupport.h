@@ -73,7 +73,8 @@ inline DeviceTuning* find_device(DeviceData& data, const std::string& device) {
 inline std::vector<std::string> devices_of(DeviceData& data, const std::string& tuning) {
     std::vector<std::string> devices;
     for (DeviceTuning* entry : data.getDeviceTunings()) {
-        if (entry->getTuning() == tuning) devices.push_back(entry->getDevice() + "@" + entry->getPort());
+        if (entry->getTuning() == tuning)
+            devices.push_back(entry->getDevice() + "@" + entry->getPort());
     }
     std::sort(devices.begin(), devices.end());
     return devices;

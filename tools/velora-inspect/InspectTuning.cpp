@@ -118,8 +118,8 @@ int inspect_tuning(const std::vector<std::string>& args, std::ostream& out, std:
                      r.toString()};
     });
     print_section<GeqPreset>(out, "geq_preset", data->getGeqPresets(), [](const GeqPreset& r) {
-        return Entry{number_key(r.getProfileId()),
-                     "profileId=" + std::to_string(r.getProfileId()), r.toString()};
+        return Entry{number_key(r.getProfileId()), "profileId=" + std::to_string(r.getProfileId()),
+                     r.toString()};
     });
     print_section<Profile>(out, "profile", data->getProfiles(), [](const Profile& r) {
         return Entry{number_key(r.getProfileId()) + r.getName(),
@@ -127,21 +127,21 @@ int inspect_tuning(const std::vector<std::string>& args, std::ostream& out, std:
                      r.toString()};
     });
     print_section<ProfileEndpoint>(
-            out, "profile_endpoint", data->getProfileEndpoints(), [](const ProfileEndpoint& r) {
-                return Entry{number_key(r.getProfileId()) + number_key(r.getEndpoint()),
-                             "profileId=" + std::to_string(r.getProfileId()) +
-                                     " endpoint=" + endpoint_name(r.getEndpoint()),
-                             r.toString()};
-            });
+        out, "profile_endpoint", data->getProfileEndpoints(), [](const ProfileEndpoint& r) {
+            return Entry{number_key(r.getProfileId()) + number_key(r.getEndpoint()),
+                         "profileId=" + std::to_string(r.getProfileId()) +
+                             " endpoint=" + endpoint_name(r.getEndpoint()),
+                         r.toString()};
+        });
     print_section<Tuning>(out, "tuning", data->getTunings(), [](const Tuning& r) {
         return Entry{r.getName() + '\0' + number_key(r.getEndpoint()), "name=" + r.getName(),
                      r.toString()};
     });
     print_section<DeviceTuning>(
-            out, "device_tuning", data->getDeviceTunings(), [](const DeviceTuning& r) {
-                return Entry{r.getDevice() + '\0' + r.getPort() + '\0' + r.getTuning(),
-                             "device=" + r.getDevice() + " port=" + r.getPort(), r.toString()};
-            });
+        out, "device_tuning", data->getDeviceTunings(), [](const DeviceTuning& r) {
+            return Entry{r.getDevice() + '\0' + r.getPort() + '\0' + r.getTuning(),
+                         "device=" + r.getDevice() + " port=" + r.getPort(), r.toString()};
+        });
 
     out << "\nsummary: " << data->getIeqPresets().size() << " ieq presets, "
         << data->getGeqPresets().size() << " geq presets, " << data->getProfiles().size()
@@ -152,27 +152,27 @@ int inspect_tuning(const std::vector<std::string>& args, std::ostream& out, std:
 }
 
 const Subcommand kTuningSubcommand = {
-        "tuning",
-        "[--validated] FILE",
-        "read a tuning file and print what the service would take from it",
-        "usage: velora-inspect tuning [--validated] FILE\n"
-        "\n"
-        "Reads FILE with the service's tuning-file reader and prints the format and tool\n"
-        "versions, then every record in its storage form (the text the settings database\n"
-        "keeps), sorted by kind and key: IEQ presets by type, GEQ presets and profiles by\n"
-        "profile id, profile endpoints by profile and endpoint, tunings by name, device\n"
-        "tunings by device, port and tuning. A summary of counts ends the output.\n"
-        "\n"
-        "Records the reader drops (a tuning without a data block, a section whose layout is\n"
-        "broken) are missing from the output; the reader's log lines on standard error say\n"
-        "which and why.\n"
-        "\n"
-        "  --validated  apply the start-up consistency rule first: a profile whose IEQ is\n"
-        "               disabled selects the \"off\" preset\n"
-        "\n"
-        "Exit status: 0 when the file was read, 1 when it could not be read, 2 on a usage\n"
-        "error.\n",
-        &inspect_tuning,
+    "tuning",
+    "[--validated] FILE",
+    "read a tuning file and print what the service would take from it",
+    "usage: velora-inspect tuning [--validated] FILE\n"
+    "\n"
+    "Reads FILE with the service's tuning-file reader and prints the format and tool\n"
+    "versions, then every record in its storage form (the text the settings database\n"
+    "keeps), sorted by kind and key: IEQ presets by type, GEQ presets and profiles by\n"
+    "profile id, profile endpoints by profile and endpoint, tunings by name, device\n"
+    "tunings by device, port and tuning. A summary of counts ends the output.\n"
+    "\n"
+    "Records the reader drops (a tuning without a data block, a section whose layout is\n"
+    "broken) are missing from the output; the reader's log lines on standard error say\n"
+    "which and why.\n"
+    "\n"
+    "  --validated  apply the start-up consistency rule first: a profile whose IEQ is\n"
+    "               disabled selects the \"off\" preset\n"
+    "\n"
+    "Exit status: 0 when the file was read, 1 when it could not be read, 2 on a usage\n"
+    "error.\n",
+    &inspect_tuning,
 };
 
 }  // namespace velora::inspect

@@ -4,6 +4,7 @@
  */
 #include "tools/velora-inspect/Subcommands.h"
 
+#include "tools/velora-inspect/InspectEffect.h"
 #include "tools/velora-inspect/InspectTuning.h"
 
 namespace velora::inspect {
@@ -11,7 +12,8 @@ namespace velora::inspect {
 const std::vector<const Subcommand*>& subcommands() {
     // A new subcommand adds its own source file and one line here.
     static const std::vector<const Subcommand*> kSubcommands = {
-            &kTuningSubcommand,
+        &kTuningSubcommand,
+        &kEffectSubcommand,
     };
     return kSubcommands;
 }
