@@ -1,0 +1,71 @@
+/*
+ * Copyright (C) 2026 The Velora Project
+ * Licensed under the Apache License, Version 2.0.
+ */
+#include <gtest/gtest.h>
+#include <pexparamstorage/PexParamStore.h>
+
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "testutil/TempRoot.h"
+#include "tools/velora-inspect/InspectEffect.h"
+
+namespace velora::inspect {
+namespace {
+
+TEST(InspectEffectTest, CodeIsTheIdsBytesUpperCased) {
+    EXPECT_EQ("DVLA", effect_code_of(0x616C7664));
+    EXPECT_EQ("VOL", effect_code_of(0x006C6F76));
+    EXPECT_EQ("CEQT", effect_code_of(0x74716563));
+    EXPECT_EQ("?", effect_code_of(0));
+    EXPECT_EQ("?", effect_code_of(0x12345678));  // not letters
+    EXPECT_EQ("?", effect_code_of(0x616C0064));  // a letter after a zero byte
+    EXPECT_EQ("?", effect_code_of(0x414C5644));  // upper case is not how ids are packed
+}
+
+TEST(InspectEffectTest, PrintsWhatTheEffectWouldReadPerDevice) {
+    testing::TempRoot root;
+    android::PexParamStore& store = android::PexParamStore::getInstance();
+    const std::vector<int32_t> levels = {1, -2, 300};
+    const int32_t on = 1;
+    ASSERT_EQ(0, store.setParam(0x40000000, 0x616C7664, levels.data(), 3));
+    ASSERT_EQ(0, store.setParam(0x40000000, 0x006C6F76, &on, 1));
+    ASSERT_EQ(0, store.setParam(0x2, 0x74716563, nullptr, 0));
+    ASSERT_EQ(0, store.commitChange());
+    ASSERT_EQ(0, store.commitChange());
+
+    std::ostringstream out, err;
+    ASSERT_EQ(kExitOk, inspect_effect({"--root", root.path()}, out, err)) << err.str();
+    EXPECT_EQ("file=" + root.hostPath("/data/vendor/velora/pexparams.bin") +
+                      "\n"
+                      "generation=2\n"
+                      "\n"
+                      "[device 0x00000002] 1 parameter\n"
+                      "  CEQT 0x74716563 n=0:\n"
+                      "\n"
+                      "[device 0x40000000] 2 parameters\n"
+                      "  VOL  0x006c6f76 n=1: 1\n"
+                      "  DVLA 0x616c7664 n=3: 1 -2 300\n"
+                      "\n"
+                      "summary: 2 devices, 3 parameters\n",
+              out.str());
+}
+
+TEST(InspectEffectTest, SaysWhenNothingIsPublishedAndRefusesBadArguments) {
+    testing::TempRoot root;
+    std::ostringstream out, err;
+    EXPECT_EQ(kExitFailed, inspect_effect({"--root", root.path()}, out, err));
+    EXPECT_NE(std::string::npos, err.str().find("nothing published yet"));
+    EXPECT_TRUE(out.str().empty());
+
+    EXPECT_EQ(kExitUsage, inspect_effect({"--root"}, out, err));
+    EXPECT_EQ(kExitUsage, inspect_effect({"--verbose"}, out, err));
+    std::ostringstream help;
+    EXPECT_EQ(kExitOk, inspect_effect({"--help"}, help, err));
+    EXPECT_EQ(0u, help.str().find("usage: velora-inspect effect [--root DIR]"));
+}
+
+}  // namespace
+}  // namespace velora::inspect
