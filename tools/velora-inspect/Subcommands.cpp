@@ -4,7 +4,6 @@
  */
 #include "tools/velora-inspect/Subcommands.h"
 
-#include "tools/velora-inspect/InspectDb.h"
 #include "tools/velora-inspect/InspectEffect.h"
 #include "tools/velora-inspect/InspectTuning.h"
 
@@ -14,7 +13,6 @@ const std::vector<const Subcommand*>& subcommands() {
     // A new subcommand adds its own source file and one line here.
     static const std::vector<const Subcommand*> kSubcommands = {
         &kTuningSubcommand,
-        &kDbSubcommand,
         &kEffectSubcommand,
     };
     return kSubcommands;
