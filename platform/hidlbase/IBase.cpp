@@ -5,7 +5,6 @@
 #define LOG_TAG "HidlBase"
 
 #include <android/hidl/base/1.0/IBase.h>
-
 #include <log/log.h>
 
 namespace android {

@@ -5,7 +5,6 @@
 #define LOG_TAG "HidlStatus"
 
 #include <hidl/Status.h>
-
 #include <log/log.h>
 #include <string.h>
 
@@ -16,17 +15,28 @@ namespace {
 
 const char* exception_to_string(int32_t exception) {
     switch (exception) {
-        case Status::EX_NONE: return "EX_NONE";
-        case Status::EX_SECURITY: return "EX_SECURITY";
-        case Status::EX_BAD_PARCELABLE: return "EX_BAD_PARCELABLE";
-        case Status::EX_ILLEGAL_ARGUMENT: return "EX_ILLEGAL_ARGUMENT";
-        case Status::EX_NULL_POINTER: return "EX_NULL_POINTER";
-        case Status::EX_ILLEGAL_STATE: return "EX_ILLEGAL_STATE";
-        case Status::EX_NETWORK_MAIN_THREAD: return "EX_NETWORK_MAIN_THREAD";
-        case Status::EX_UNSUPPORTED_OPERATION: return "EX_UNSUPPORTED_OPERATION";
-        case Status::EX_HAS_REPLY_HEADER: return "EX_HAS_REPLY_HEADER";
-        case Status::EX_TRANSACTION_FAILED: return "EX_TRANSACTION_FAILED";
-        default: return "UNKNOWN_EXCEPTION";
+        case Status::EX_NONE:
+            return "EX_NONE";
+        case Status::EX_SECURITY:
+            return "EX_SECURITY";
+        case Status::EX_BAD_PARCELABLE:
+            return "EX_BAD_PARCELABLE";
+        case Status::EX_ILLEGAL_ARGUMENT:
+            return "EX_ILLEGAL_ARGUMENT";
+        case Status::EX_NULL_POINTER:
+            return "EX_NULL_POINTER";
+        case Status::EX_ILLEGAL_STATE:
+            return "EX_ILLEGAL_STATE";
+        case Status::EX_NETWORK_MAIN_THREAD:
+            return "EX_NETWORK_MAIN_THREAD";
+        case Status::EX_UNSUPPORTED_OPERATION:
+            return "EX_UNSUPPORTED_OPERATION";
+        case Status::EX_HAS_REPLY_HEADER:
+            return "EX_HAS_REPLY_HEADER";
+        case Status::EX_TRANSACTION_FAILED:
+            return "EX_TRANSACTION_FAILED";
+        default:
+            return "UNKNOWN_EXCEPTION";
     }
 }
 
@@ -88,14 +98,11 @@ return_status& return_status::operator=(return_status&& other) noexcept {
     return *this;
 }
 
-return_status::~return_status() {
-    assertOkOrChecked();
-}
+return_status::~return_status() { assertOkOrChecked(); }
 
 void return_status::assertOkOrChecked() const {
     LOG_ALWAYS_FATAL_IF(!mCheckedStatus && !mStatus.isOk(),
-                        "Failed HIDL return status not checked: %s",
-                        mStatus.description().c_str());
+                        "Failed HIDL return status not checked: %s", mStatus.description().c_str());
 }
 
 void return_status::assertOk() const {

@@ -4,9 +4,8 @@
  */
 #define LOG_TAG "EffectParamParser"
 
-#include <pexparamstorage/EffectParamParser.h>
-
 #include <log/log.h>
+#include <pexparamstorage/EffectParamParser.h>
 #include <string.h>
 
 namespace android {
@@ -31,17 +30,11 @@ uint32_t EffectParamParser::wordAt(uint32_t index) const {
     return value;
 }
 
-bool EffectParamParser::wordsFit() const {
-    return mWordCount >= kBatchHeaderWords;
-}
+bool EffectParamParser::wordsFit() const { return mWordCount >= kBatchHeaderWords; }
 
-uint32_t EffectParamParser::getDevice() const {
-    return wordsFit() ? wordAt(0) : 0;
-}
+uint32_t EffectParamParser::getDevice() const { return wordsFit() ? wordAt(0) : 0; }
 
-uint32_t EffectParamParser::getRecordCount() const {
-    return wordsFit() ? wordAt(1) : 0;
-}
+uint32_t EffectParamParser::getRecordCount() const { return wordsFit() ? wordAt(1) : 0; }
 
 bool EffectParamParser::validate() {
     if (mData == nullptr) {
@@ -54,8 +47,7 @@ bool EffectParamParser::validate() {
         return false;
     }
     if (mSize % 4 != 0 || mSize < kBatchHeaderWords * 4) {
-        ALOGE("validate: a batch of %u bytes is not a whole number of words with a header",
-              mSize);
+        ALOGE("validate: a batch of %u bytes is not a whole number of words with a header", mSize);
         return false;
     }
     const uint32_t expected = wordAt(1);
@@ -69,8 +61,8 @@ bool EffectParamParser::validate() {
         const uint32_t count = wordAt(word + 2);
         word += kRecordHeaderWords;
         if (count > mWordCount - word) {
-            ALOGE("validate: record %u claims %u values, the batch holds %u more words",
-                  records, count, mWordCount - word);
+            ALOGE("validate: record %u claims %u values, the batch holds %u more words", records,
+                  count, mWordCount - word);
             return false;
         }
         word += count;

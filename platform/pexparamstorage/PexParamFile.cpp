@@ -42,13 +42,9 @@ constexpr size_t kPageSize = 4096;
 // separate fences: a reader that sees any word of a commit in progress also sees the odd
 // counter written before it, and its closing look at the counter cannot move before its loads.
 // On x86 and arm64 these are plain moves and load-acquires, no dearer than relaxed accesses.
-uint32_t load_word(const uint32_t* p) {
-    return __atomic_load_n(p, __ATOMIC_ACQUIRE);
-}
+uint32_t load_word(const uint32_t* p) { return __atomic_load_n(p, __ATOMIC_ACQUIRE); }
 
-void store_word(uint32_t* p, uint32_t value) {
-    __atomic_store_n(p, value, __ATOMIC_RELEASE);
-}
+void store_word(uint32_t* p, uint32_t value) { __atomic_store_n(p, value, __ATOMIC_RELEASE); }
 
 int64_t now_ns() {
     struct timespec ts;
@@ -56,9 +52,7 @@ int64_t now_ns() {
     return static_cast<int64_t>(ts.tv_sec) * 1000000000LL + ts.tv_nsec;
 }
 
-size_t round_up_to_page(size_t size) {
-    return (size + kPageSize - 1) / kPageSize * kPageSize;
-}
+size_t round_up_to_page(size_t size) { return (size + kPageSize - 1) / kPageSize * kPageSize; }
 
 // Creates the folders of `path` that are missing.
 int make_parent_dirs(const std::string& path) {
@@ -117,8 +111,7 @@ int PexParamFile::openForWriting(const std::string& path, std::unique_ptr<PexPar
     struct stat st;
     if (fstat(fd, &st) != 0) {
         err = -errno;
-    } else if (static_cast<size_t>(st.st_size) < kInitialSize &&
-               ftruncate(fd, kInitialSize) != 0) {
+    } else if (static_cast<size_t>(st.st_size) < kInitialSize && ftruncate(fd, kInitialSize) != 0) {
         err = -errno;
     } else {
         err = file->mapWhole();
@@ -161,9 +154,7 @@ int PexParamFile::lockWriters() {
     return 0;
 }
 
-void PexParamFile::unlockWriters() {
-    flock(mFd, LOCK_UN);
-}
+void PexParamFile::unlockWriters() { flock(mFd, LOCK_UN); }
 
 uint64_t* PexParamFile::sequence() const {
     return reinterpret_cast<uint64_t*>(mMap + kOffSequence);
@@ -221,9 +212,7 @@ void PexParamFile::reinitialise(uint32_t generation) {
     __atomic_store_n(sequence(), seq + 1, __ATOMIC_RELEASE);
 }
 
-uint32_t PexParamFile::publishedGeneration() const {
-    return load_word(word(kOffGeneration));
-}
+uint32_t PexParamFile::publishedGeneration() const { return load_word(word(kOffGeneration)); }
 
 int PexParamFile::publish(const PexParamSnapshot& snapshot) {
     if (!mWritable) return -EBADF;

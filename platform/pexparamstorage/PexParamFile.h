@@ -42,7 +42,7 @@ struct PexParamSnapshot {
 //
 // Threading: one object per thread, or guarded by its owner's lock.
 class PexParamFile {
-public:
+  public:
     static constexpr uint32_t kMagic = 0x53585056;  // "VPXS" in file byte order
     static constexpr uint32_t kVersion = 1;
     static constexpr uint32_t kHeaderSize = 64;
@@ -72,7 +72,7 @@ public:
                              KeyedVector<uint32_t, PexParamCache*>* out, bool changedOnly,
                              uint32_t since);
 
-private:
+  private:
     PexParamFile(int fd, bool writable) : mFd(fd), mWritable(writable) {}
 
     int mapWhole();

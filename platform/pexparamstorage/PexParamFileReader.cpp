@@ -4,10 +4,9 @@
  */
 #define LOG_TAG "PexParamFileReader"
 
-#include <pexparamstorage/PexParamFileReader.h>
-
 #include <errno.h>
 #include <log/log.h>
+#include <pexparamstorage/PexParamFileReader.h>
 
 #include "PexParamFile.h"
 

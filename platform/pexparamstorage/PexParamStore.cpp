@@ -4,10 +4,9 @@
  */
 #define LOG_TAG "PexParamStore"
 
-#include <pexparamstorage/PexParamStore.h>
-
 #include <errno.h>
 #include <log/log.h>
+#include <pexparamstorage/PexParamStore.h>
 #include <string.h>
 
 #include "PexParamFile.h"
@@ -97,8 +96,8 @@ int PexParamStore::commitChange() {
         mFile->unlockWriters();
     }
     if (err != 0) {
-        ALOGE("commitChange: generation %u holds in this process only, publishing to %s failed: "
-              "%s", generation, mPath.c_str(), strerror(-err));
+        ALOGE("commitChange: generation %u is kept in this process only, %s: %s", generation,
+              mPath.c_str(), strerror(-err));
     }
     return err;
 }

@@ -4,9 +4,8 @@
  */
 #define LOG_TAG "ABuffer"
 
-#include <media/stagefright/foundation/ABuffer.h>
-
 #include <log/log.h>
+#include <media/stagefright/foundation/ABuffer.h>
 
 namespace android {
 

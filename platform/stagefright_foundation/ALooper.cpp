@@ -4,11 +4,10 @@
  */
 #define LOG_TAG "ALooper"
 
-#include <media/stagefright/foundation/ALooper.h>
-
 #include <android-base/thread_annotations.h>
 #include <log/log.h>
 #include <media/stagefright/foundation/AHandler.h>
+#include <media/stagefright/foundation/ALooper.h>
 #include <media/stagefright/foundation/AMessage.h>
 #include <pthread.h>
 #include <time.h>

@@ -20,7 +20,7 @@ namespace android {
 // that has been unregistered is simply no longer found, which is what drops its messages.
 // Threading: every operation takes the roster's lock; no handler code runs under it.
 class ALooperRoster {
-public:
+  public:
     static ALooperRoster& getInstance();
 
     ALooper::handler_id registerHandler(const sp<ALooper>& looper, const sp<AHandler>& handler);
@@ -32,7 +32,7 @@ public:
     // The handler, if it is still registered with `looper` and still alive.
     sp<AHandler> findHandler(ALooper::handler_id id, const ALooper* looper);
 
-private:
+  private:
     ALooperRoster() = default;
 
     struct Entry {

@@ -4,12 +4,11 @@
  */
 #define LOG_TAG "AMessage"
 
-#include <media/stagefright/foundation/AMessage.h>
-
 #include <errno.h>
 #include <log/log.h>
 #include <media/stagefright/foundation/ABuffer.h>
 #include <media/stagefright/foundation/AHandler.h>
+#include <media/stagefright/foundation/AMessage.h>
 
 #include "ALooperRoster.h"
 

@@ -25,9 +25,7 @@ namespace {
 
 constexpr uint32_t kWhatTest = 0x74657374;  // "test"
 
-pid_t current_tid() {
-    return static_cast<pid_t>(syscall(SYS_gettid));
-}
+pid_t current_tid() { return static_cast<pid_t>(syscall(SYS_gettid)); }
 
 bool thread_exists(pid_t tid) {
     struct stat st;
@@ -37,7 +35,7 @@ bool thread_exists(pid_t tid) {
 // Records every message it gets (its "value" item and the receiving thread) and lets the test
 // wait until a number of messages has arrived. An optional hook runs first, on the looper.
 class RecordingHandler : public AHandler {
-public:
+  public:
     struct Received {
         int32_t value;
         pid_t tid;
@@ -63,7 +61,7 @@ public:
         return values;
     }
 
-protected:
+  protected:
     void onMessageReceived(const sp<AMessage>& msg) override {
         int32_t value = -1;
         msg->findInt32("value", &value);
@@ -77,7 +75,7 @@ protected:
         mChanged.notify_all();
     }
 
-private:
+  private:
     std::mutex mLock;
     std::condition_variable mChanged;
     std::vector<Received> mReceived;

@@ -56,21 +56,20 @@ TEST_P(MalformedBatchTest, IsRejectedAndNeverReadPastItsEnd) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-        Shapes, MalformedBatchTest,
-        ::testing::Values(
-                Malformed{"Empty", {}, 0},
-                Malformed{"OneWord", {kAllDevices}, 0},
-                Malformed{"SevenBytes", {kAllDevices, 0}, -1},
-                Malformed{"OddSize", {kAllDevices, 1, kAllDevices, kVol, 1, 5}, -2},
-                Malformed{"TrailingBytes", {kAllDevices, 1, kAllDevices, kVol, 1, 5, 0}, -2},
-                Malformed{"CountAboveRecords", {kAllDevices, 2, kAllDevices, kVol, 1, 5}, 0},
-                Malformed{"CountBelowRecords", {kAllDevices, 0, kAllDevices, kVol, 1, 5}, 0},
-                Malformed{"HugeCount", {kAllDevices, 0xFFFFFFFF, kAllDevices, kVol, 1, 5}, 0},
-                Malformed{"TooManyValues", {kAllDevices, 1, kAllDevices, kDvla, 3, 1, 2}, 0},
-                Malformed{"ValueCountWraps", {kAllDevices, 1, kAllDevices, kDvla, 0xFFFFFFFF, 1}, 0},
-                Malformed{"RecordHeaderCut", {kAllDevices, 2, kAllDevices, kVol, 1, 5, 2, kVol}, 0},
-                Malformed{"TrailingWord", {kAllDevices, 1, kAllDevices, kVol, 1, 5, 9}, 0}),
-        [](const ::testing::TestParamInfo<Malformed>& info) { return std::string(info.param.name); });
+    Shapes, MalformedBatchTest,
+    ::testing::Values(
+        Malformed{"Empty", {}, 0}, Malformed{"OneWord", {kAllDevices}, 0},
+        Malformed{"SevenBytes", {kAllDevices, 0}, -1},
+        Malformed{"OddSize", {kAllDevices, 1, kAllDevices, kVol, 1, 5}, -2},
+        Malformed{"TrailingBytes", {kAllDevices, 1, kAllDevices, kVol, 1, 5, 0}, -2},
+        Malformed{"CountAboveRecords", {kAllDevices, 2, kAllDevices, kVol, 1, 5}, 0},
+        Malformed{"CountBelowRecords", {kAllDevices, 0, kAllDevices, kVol, 1, 5}, 0},
+        Malformed{"HugeCount", {kAllDevices, 0xFFFFFFFF, kAllDevices, kVol, 1, 5}, 0},
+        Malformed{"TooManyValues", {kAllDevices, 1, kAllDevices, kDvla, 3, 1, 2}, 0},
+        Malformed{"ValueCountWraps", {kAllDevices, 1, kAllDevices, kDvla, 0xFFFFFFFF, 1}, 0},
+        Malformed{"RecordHeaderCut", {kAllDevices, 2, kAllDevices, kVol, 1, 5, 2, kVol}, 0},
+        Malformed{"TrailingWord", {kAllDevices, 1, kAllDevices, kVol, 1, 5, 9}, 0}),
+    [](const ::testing::TestParamInfo<Malformed>& info) { return std::string(info.param.name); });
 
 TEST(EffectParamParserTest, NullBufferIsRejected) {
     EffectParamParser parser(nullptr, 8);
@@ -89,10 +88,11 @@ TEST(EffectParamParserTest, MisalignedBufferIsRejected) {
 
 TEST(EffectParamParserTest, WalksAGoodBatchInOrder) {
     const std::vector<uint32_t> words = {
-            kAllDevices, 3,
-            0xFFFFFFFF, kVol, 1, static_cast<uint32_t>(-7),  // added before any device was set
-            2, kDvla, 0,                                      // no values
-            8, kDvla, 3, 1, 2, 3};
+        kAllDevices, 3,     0xFFFFFFFF,
+        kVol,        1,     static_cast<uint32_t>(-7),  // added before any device was set
+        2,           kDvla, 0,                          // no values
+        8,           kDvla, 3,
+        1,           2,     3};
     Batch batch(words);
     EffectParamParser parser(batch.data.get(), static_cast<uint32_t>(batch.size));
     ASSERT_TRUE(parser.validate());

@@ -26,7 +26,8 @@ TEST(HidlVecTest, ConvertsFromAndToStdVector) {
     hidl_vec<int32_t> ints = {1, -2, 3};
     EXPECT_EQ((std::vector<int32_t>{1, -2, 3}), static_cast<std::vector<int32_t>>(ints));
     hidl_vec<int32_t> fromRange(back.begin(), back.end());
-    EXPECT_EQ((std::vector<int32_t>{0, 0, 0, 3, 255}), static_cast<std::vector<int32_t>>(fromRange));
+    EXPECT_EQ((std::vector<int32_t>{0, 0, 0, 3, 255}),
+              static_cast<std::vector<int32_t>>(fromRange));
 
     hidl_vec<uint8_t> empty;
     EXPECT_EQ(0u, empty.size());
@@ -131,12 +132,12 @@ TEST(HidlReturnDeathTest, UncheckedFailureAborts) {
     EXPECT_DEATH({ Return<void> ignored(Status::fromStatusT(DEAD_OBJECT)); },
                  "Failed HIDL return status not checked");
     EXPECT_DEATH(
-            {
-                Return<int32_t> failed(Status::fromStatusT(DEAD_OBJECT));
-                int32_t value = failed;
-                (void)value;
-            },
-            "Attempted to retrieve value from failed HIDL call");
+        {
+            Return<int32_t> failed(Status::fromStatusT(DEAD_OBJECT));
+            int32_t value = failed;
+            (void)value;
+        },
+        "Attempted to retrieve value from failed HIDL call");
 }
 
 TEST(HidlReturnTest, CheckedOrMovedFailureDoesNotAbort) {

@@ -39,17 +39,17 @@ TEST(InspectEffectTest, PrintsWhatTheEffectWouldReadPerDevice) {
     std::ostringstream out, err;
     ASSERT_EQ(kExitOk, inspect_effect({"--root", root.path()}, out, err)) << err.str();
     EXPECT_EQ("file=" + root.hostPath("/data/vendor/velora/pexparams.bin") +
-                      "\n"
-                      "generation=2\n"
-                      "\n"
-                      "[device 0x00000002] 1 parameter\n"
-                      "  CEQT 0x74716563 n=0:\n"
-                      "\n"
-                      "[device 0x40000000] 2 parameters\n"
-                      "  VOL  0x006c6f76 n=1: 1\n"
-                      "  DVLA 0x616c7664 n=3: 1 -2 300\n"
-                      "\n"
-                      "summary: 2 devices, 3 parameters\n",
+                  "\n"
+                  "generation=2\n"
+                  "\n"
+                  "[device 0x00000002] 1 parameter\n"
+                  "  CEQT 0x74716563 n=0:\n"
+                  "\n"
+                  "[device 0x40000000] 2 parameters\n"
+                  "  VOL  0x006c6f76 n=1: 1\n"
+                  "  DVLA 0x616c7664 n=3: 1 -2 300\n"
+                  "\n"
+                  "summary: 2 devices, 3 parameters\n",
               out.str());
 }
 

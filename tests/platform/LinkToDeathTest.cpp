@@ -26,7 +26,7 @@ using ::vendor::velora::hardware::kpt::V2_0::IKptCallbacks;
 
 // A client callback as a client process would implement it.
 class Callbacks : public IKptCallbacks {
-public:
+  public:
     Return<void> onPexParamUpdate(const hidl_vec<uint8_t>& data) override {
         received.push_back(data);
         return Void();
@@ -35,7 +35,7 @@ public:
 };
 
 class Recipient : public hidl_death_recipient {
-public:
+  public:
     struct Call {
         uint64_t cookie;
         sp<IBase> who;
@@ -55,7 +55,7 @@ public:
         return mCalls;
     }
 
-private:
+  private:
     std::mutex mLock;
     std::vector<Call> mCalls;
 };

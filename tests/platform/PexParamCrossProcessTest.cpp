@@ -32,7 +32,7 @@ constexpr PexParameterId kDvla = 0x616C7664;  // "dvla"
 
 // The helper program running in a process of its own, its standard output on a pipe.
 class Helper {
-public:
+  public:
     explicit Helper(const std::vector<std::string>& args) {
         int fds[2];
         if (pipe(fds) != 0) return;
@@ -78,7 +78,7 @@ public:
         return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
     }
 
-private:
+  private:
     pid_t mPid = -1;
     int mOut = -1;
 };
@@ -125,8 +125,8 @@ TEST(PexParamCrossProcessTest, CommitsOfTwoProcessesAddUp) {
     ASSERT_EQ(0, store.commitChange());
 
     std::string output;
-    Helper other({"commit", root.path(), std::to_string(kHeadphone), std::to_string(kVol), "2",
-                  "3"});
+    Helper other(
+        {"commit", root.path(), std::to_string(kHeadphone), std::to_string(kVol), "2", "3"});
     ASSERT_TRUE(other.started());
     ASSERT_EQ(0, other.wait(&output)) << output;
 
@@ -147,11 +147,12 @@ TEST(PexParamCrossProcessTest, CommitsOfTwoProcessesAddUp) {
     EXPECT_EQ(3, generation);
     std::map<std::pair<uint32_t, PexParameterId>, std::vector<int32_t>> all;
     for (size_t i = 0; i < caches.size(); ++i) {
-        for (const auto& param : *caches.valueAt(i)) all[{caches.keyAt(i), param.first}] = param.second;
+        for (const auto& param : *caches.valueAt(i))
+            all[{caches.keyAt(i), param.first}] = param.second;
     }
     PexParamStore::releaseStoredParams(&caches);
     const std::map<std::pair<uint32_t, PexParameterId>, std::vector<int32_t>> expected = {
-            {{kSpeaker, kVol}, {1}}, {{kSpeaker, kDvla}, {4}}, {{kHeadphone, kVol}, {2, 3}}};
+        {{kSpeaker, kVol}, {1}}, {{kSpeaker, kDvla}, {4}}, {{kHeadphone, kVol}, {2, 3}}};
     EXPECT_EQ(expected, all);
 }
 

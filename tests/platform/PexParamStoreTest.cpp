@@ -45,7 +45,7 @@ Params take(KeyedVector<uint32_t, PexParamCache*>* caches) {
 }
 
 class PexParamStoreTest : public ::testing::Test {
-protected:
+  protected:
     PexParamStore& store = PexParamStore::getInstance();
     velora::testing::TempRoot root;
 

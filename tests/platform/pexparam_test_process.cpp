@@ -82,7 +82,8 @@ int commit(int argc, char** argv) {
     const uint32_t device = static_cast<uint32_t>(strtoul(argv[3], nullptr, 0));
     const uint32_t id = static_cast<uint32_t>(strtoul(argv[4], nullptr, 0));
     std::vector<int32_t> values;
-    for (int i = 5; i < argc; ++i) values.push_back(static_cast<int32_t>(strtol(argv[i], nullptr, 0)));
+    for (int i = 5; i < argc; ++i)
+        values.push_back(static_cast<int32_t>(strtol(argv[i], nullptr, 0)));
     PexParamStore& store = PexParamStore::getInstance();
     if (store.setParam(device, id, values.data(), static_cast<uint32_t>(values.size())) != 0) {
         return 1;

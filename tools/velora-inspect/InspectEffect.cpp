@@ -16,9 +16,7 @@ namespace velora::inspect {
 
 namespace {
 
-void print_usage(std::ostream& stream) {
-    stream << "usage: velora-inspect effect [--root DIR]\n";
-}
+void print_usage(std::ostream& stream) { stream << "usage: velora-inspect effect [--root DIR]\n"; }
 
 std::string hex(uint32_t value) {
     char buffer[16];
@@ -101,24 +99,24 @@ int inspect_effect(const std::vector<std::string>& args, std::ostream& out, std:
 }
 
 const Subcommand kEffectSubcommand = {
-        "effect",
-        "[--root DIR]",
-        "print the effect parameters the parameter store has published",
-        "usage: velora-inspect effect [--root DIR]\n"
-        "\n"
-        "Reads the parameter store's published file, /data/vendor/velora/pexparams.bin under\n"
-        "the filesystem root DIR (default /), as the effect reads it: one whole commit, even\n"
-        "while the service is committing. Prints the commit's generation (the number of\n"
-        "commits so far), then per device (by its output-device bits; 0x40000000 is the\n"
-        "profile-wide set) every parameter by its code and id, with its values:\n"
-        "\n"
-        "  DVLA 0x616c7664 n=1: 7\n"
-        "\n"
-        "An id whose bytes do not spell a code shows \"?\". A summary of counts ends the output.\n"
-        "\n"
-        "Exit status: 0 when the file was read, 1 when nothing is published or the file cannot\n"
-        "be read, 2 on a usage error.\n",
-        &inspect_effect,
+    "effect",
+    "[--root DIR]",
+    "print the effect parameters the parameter store has published",
+    "usage: velora-inspect effect [--root DIR]\n"
+    "\n"
+    "Reads the parameter store's published file, /data/vendor/velora/pexparams.bin under\n"
+    "the filesystem root DIR (default /), as the effect reads it: one whole commit, even\n"
+    "while the service is committing. Prints the commit's generation (the number of\n"
+    "commits so far), then per device (by its output-device bits; 0x40000000 is the\n"
+    "profile-wide set) every parameter by its code and id, with its values:\n"
+    "\n"
+    "  DVLA 0x616c7664 n=1: 7\n"
+    "\n"
+    "An id whose bytes do not spell a code shows \"?\". A summary of counts ends the output.\n"
+    "\n"
+    "Exit status: 0 when the file was read, 1 when nothing is published or the file cannot\n"
+    "be read, 2 on a usage error.\n",
+    &inspect_effect,
 };
 
 }  // namespace velora::inspect

@@ -128,7 +128,7 @@ struct hidl_vec {
     }
     bool operator!=(const hidl_vec& other) const { return !(*this == other); }
 
-private:
+  private:
     static void checkSize(size_t size) {
         LOG_ALWAYS_FATAL_IF(size > UINT32_MAX, "hidl_vec can't hold more than 2^32 elements.");
     }

@@ -17,7 +17,7 @@ namespace hardware {
 // remote side, or a transport error (EX_TRANSACTION_FAILED with the status_t of the failure,
 // DEAD_OBJECT when the remote process is gone).
 class Status final {
-public:
+  public:
     enum Exception : int32_t {
         EX_NONE = 0,
         EX_SECURITY = -1,
@@ -48,7 +48,7 @@ public:
     // "No error" or "Status(<exception>, <error>): '<message>'", for logs.
     std::string description() const;
 
-private:
+  private:
     Status(int32_t exceptionCode, status_t errorCode, const char* message);
 
     int32_t mException = EX_NONE;
@@ -62,7 +62,7 @@ namespace details {
 // call whose status nobody checked is a bug in the caller (a lost client, a dropped write), so
 // destroying it unchecked aborts the process, as the transport does on a device.
 class return_status {
-public:
+  public:
     return_status() = default;
     return_status(const Status& status) : mStatus(status) {}  // NOLINT: implicit by design
     return_status(return_status&& other) noexcept;
@@ -91,11 +91,11 @@ public:
         return mStatus;
     }
 
-protected:
+  protected:
     void assertOk() const;
     void assertOkOrChecked() const;
 
-private:
+  private:
     Status mStatus;
     mutable bool mCheckedStatus = false;
 };
@@ -105,9 +105,9 @@ private:
 // The result of a HIDL call: a value when the call succeeded, the failure otherwise.
 template <typename T>
 class Return : public details::return_status {
-public:
+  public:
     Return(T value) : details::return_status(), mVal(std::move(value)) {}  // NOLINT
-    Return(Status status) : details::return_status(status), mVal{} {}     // NOLINT
+    Return(Status status) : details::return_status(status), mVal{} {}      // NOLINT
     Return(Return&& other) noexcept = default;
     Return& operator=(Return&& other) noexcept = default;
 
@@ -118,22 +118,20 @@ public:
     }
     T withDefault(T defaultValue) const { return isOk() ? mVal : defaultValue; }
 
-private:
+  private:
     T mVal;
 };
 
 template <>
 class Return<void> : public details::return_status {
-public:
+  public:
     Return() : details::return_status() {}
     Return(const Status& status) : details::return_status(status) {}  // NOLINT
     Return(Return&& other) noexcept = default;
     Return& operator=(Return&& other) noexcept = default;
 };
 
-inline Return<void> Void() {
-    return Return<void>();
-}
+inline Return<void> Void() { return Return<void>(); }
 
 }  // namespace hardware
 }  // namespace android

@@ -19,7 +19,7 @@ namespace android {
 // outside the buffer, whether or not validate() was called.
 // Threading: one parser per thread; the buffer must not change while it is walked.
 class EffectParamParser {
-public:
+  public:
     EffectParamParser(const void* data, uint32_t size);
 
     bool validate();
@@ -33,7 +33,7 @@ public:
     uint32_t getDevice() const;
     uint32_t getRecordCount() const;
 
-private:
+  private:
     uint32_t wordAt(uint32_t index) const;
     bool wordsFit() const;
 

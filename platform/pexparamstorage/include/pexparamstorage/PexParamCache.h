@@ -16,7 +16,7 @@ namespace android {
 // The parameters of one device as read back from the store: parameter id -> values, ordered
 // by id. A plain value holder; not synchronised.
 class PexParamCache {
-public:
+  public:
     typedef std::map<PexParameterId, std::vector<int32_t>> Params;
 
     explicit PexParamCache(uint32_t device) : mDevice(device) {}
@@ -35,7 +35,7 @@ public:
     Params::const_iterator begin() const { return mParams.begin(); }
     Params::const_iterator end() const { return mParams.end(); }
 
-private:
+  private:
     uint32_t mDevice;
     Params mParams;
 };

@@ -22,7 +22,7 @@ class PexParamFile;
 // Each read gives one whole commit. The file is mapped once and remapped when it has grown.
 // Threading: every operation may be called from any thread.
 class PexParamFileReader {
-public:
+  public:
     // `path` is a host path, e.g. PexParamStore::getPublishedPath().
     explicit PexParamFileReader(const std::string& path);
     ~PexParamFileReader();
@@ -35,7 +35,7 @@ public:
     // or another negative errno from opening or mapping the file.
     int read(KeyedVector<uint32_t, PexParamCache*>* out, bool changedOnly, int* generation);
 
-private:
+  private:
     const std::string mPath;
     Mutex mLock;
     std::unique_ptr<PexParamFile> mFile GUARDED_BY(mLock);

@@ -40,7 +40,7 @@ struct PexParamSnapshot;
 //
 // Threading: every operation may be called from any thread; they are serialised by one lock.
 class PexParamStore {
-public:
+  public:
     // A parameter may hold at most this many values.
     static constexpr uint32_t kMaxValueCount = 1u << 20;
 
@@ -75,7 +75,7 @@ public:
     // The published file under the current filesystem root.
     static std::string getPublishedPath();
 
-private:
+  private:
     PexParamStore();
     ~PexParamStore() = delete;
     PexParamStore(const PexParamStore&) = delete;

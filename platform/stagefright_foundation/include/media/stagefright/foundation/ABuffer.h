@@ -31,10 +31,10 @@ struct ABuffer : public RefBase {
     // Returns BAD_VALUE and leaves the range unchanged when it does not fit the capacity.
     status_t setRange(size_t offset, size_t size);
 
-protected:
+  protected:
     ~ABuffer() override;
 
-private:
+  private:
     uint8_t* mData;
     size_t mCapacity;
     size_t mRangeOffset;

@@ -20,11 +20,11 @@ struct AHandler : public RefBase {
     // The looper the handler is registered with, or null.
     sp<ALooper> getLooper() const;
 
-protected:
+  protected:
     ~AHandler() override;
     virtual void onMessageReceived(const sp<AMessage>& msg) = 0;
 
-private:
+  private:
     friend struct ALooper;
     friend class ALooperRoster;
 

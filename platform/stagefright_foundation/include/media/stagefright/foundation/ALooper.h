@@ -47,8 +47,7 @@ struct ALooper : public RefBase {
     // Starts the looper thread. Running the loop on the calling thread is not offered on the
     // host; asking for it, or starting a running looper, gives INVALID_OPERATION. The Java and
     // priority arguments exist for source compatibility and are not used.
-    status_t start(bool runOnCallingThread = false, bool canCallJava = false,
-                   int32_t priority = 0);
+    status_t start(bool runOnCallingThread = false, bool canCallJava = false, int32_t priority = 0);
     // Returns INVALID_OPERATION when the looper was not running (it still joins a loop that
     // was stopped from its own thread and discards queued messages).
     status_t stop();
@@ -56,10 +55,10 @@ struct ALooper : public RefBase {
     // Monotonic time in microseconds, the clock of delayed messages.
     static int64_t GetNowUs();
 
-protected:
+  protected:
     ~ALooper() override;
 
-private:
+  private:
     friend struct AMessage;
     struct State;
 

@@ -46,10 +46,10 @@ struct AMessage : public RefBase {
     // registered handler of a living looper.
     status_t post(int64_t delayUs = 0);
 
-protected:
+  protected:
     ~AMessage() override;
 
-private:
+  private:
     enum class Type { Int32, Int64, Buffer };
     struct Item {
         std::string name;

@@ -39,11 +39,11 @@ struct IBase : virtual public RefBase {
     // Returns false, linking nothing, when the recipient is null or the object is already
     // dead. The same recipient may be linked more than once (each link is told once).
     virtual ::android::hardware::Return<bool> linkToDeath(
-            const sp<::android::hardware::hidl_death_recipient>& recipient, uint64_t cookie);
+        const sp<::android::hardware::hidl_death_recipient>& recipient, uint64_t cookie);
     // Removes every link of the recipient; returns false when it had none (never linked,
     // already unlinked, or already told of the death).
     virtual ::android::hardware::Return<bool> unlinkToDeath(
-            const sp<::android::hardware::hidl_death_recipient>& recipient);
+        const sp<::android::hardware::hidl_death_recipient>& recipient);
 
     // Host transport entry point: the process serving this object is gone. Called by the glue
     // that carries the interface (on a device the binder driver does this). Tells every
@@ -52,10 +52,10 @@ struct IBase : virtual public RefBase {
     void notifyDied();
     bool isDead() const;
 
-protected:
+  protected:
     ~IBase() override;
 
-private:
+  private:
     struct Link {
         wp<::android::hardware::hidl_death_recipient> recipient;
         uint64_t cookie;

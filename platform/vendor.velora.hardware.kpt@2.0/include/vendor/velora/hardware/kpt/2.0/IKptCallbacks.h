@@ -23,9 +23,9 @@ struct IKptCallbacks : public ::android::hidl::base::V1_0::IBase {
     static const char* descriptor;
 
     virtual ::android::hardware::Return<void> onPexParamUpdate(
-            const ::android::hardware::hidl_vec<uint8_t>& data) = 0;
+        const ::android::hardware::hidl_vec<uint8_t>& data) = 0;
 
-protected:
+  protected:
     ~IKptCallbacks() override;
 };
 
