@@ -24,34 +24,6 @@ std::string profile_xml(int id, const std::string& enable, const std::string& pr
            "    </data>\n    <include preset=\"" + preset + "\"/>\n  </profile>\n";
 }
 
-TEST(DeviceDataTest, NewDataIsEmpty) {
-    DeviceData data;
-    EXPECT_EQ("", data.getFormatVersion());
-    EXPECT_EQ("", data.getToolVersion());
-    EXPECT_EQ("", data.getSignature());
-    EXPECT_THAT(data.getIeqPresets(), IsEmpty());
-    EXPECT_THAT(data.getGeqPresets(), IsEmpty());
-    EXPECT_THAT(data.getProfiles(), IsEmpty());
-    EXPECT_THAT(data.getProfileEndpoints(), IsEmpty());
-    EXPECT_THAT(data.getTunings(), IsEmpty());
-    EXPECT_THAT(data.getDeviceTunings(), IsEmpty());
-}
-
-TEST(DeviceDataTest, SettersCopyThePointersNotTheRecords) {
-    Tuning tuning("speaker", ENDPOINT_SPEAKER, false);
-    std::set<Tuning*> tunings = {&tuning};
-    DeviceData data;
-    data.setTunings(tunings);
-    tunings.clear();
-    ASSERT_EQ(1u, data.getTunings().size());
-    EXPECT_EQ(&tuning, *data.getTunings().begin());
-
-    data.setSignature("1767225600");
-    data.setFormatVersion("1.0.0");
-    EXPECT_EQ("1767225600", data.getSignature());
-    EXPECT_EQ("1.0.0", data.getFormatVersion());
-}
-
 TEST(DeviceDataTest, ValidateTurnsThePresetOffWhereTheEqualizerIsOff) {
     TempRoot root;
     std::string body = profile_xml(0, "true", "ieq_warm") + profile_xml(1, "false", "ieq_warm") +
@@ -76,12 +48,6 @@ TEST(DeviceDataTest, ValidateTurnsThePresetOffWhereTheEqualizerIsOff) {
     // Nothing else changes.
     EXPECT_THAT(testing::find_profile(*data, 1)->getValues().at(ieq_amount), ElementsAre(10));
     EXPECT_EQ(1, testing::find_profile(*data, 1)->getSelectedGeqPreset());
-}
-
-TEST(DeviceDataTest, ValidateWithoutProfilesChangesNothing) {
-    DeviceData data;
-    data.validateData();
-    EXPECT_THAT(data.getProfiles(), IsEmpty());
 }
 
 TEST(DeviceDataTest, TwoParsersOfOneFileShareNoRecords) {

@@ -68,68 +68,44 @@ TEST_F(InspectTuningTest, PrintsEveryRecordOfTheExampleInItsStorageForm) {
                                    "12 profile endpoints, 4 tunings, 9 device tunings\n"));
     EXPECT_THAT(run.err, IsEmpty());
 
-    // Every record the library reads appears whole, under a heading naming its key.
+    // Every record the library reads appears whole, right under its heading.
     TuningFileParser parser(example);
     DeviceData& data = *parser.getDeviceData();
-    for (Tuning* r : data.getTunings()) {
-        EXPECT_THAT(run.out, HasSubstr("[tuning name=" + r->getName() + "]\n" + r->toString()));
-    }
-    for (Profile* r : data.getProfiles()) {
-        EXPECT_THAT(run.out, HasSubstr("[profile profileId=" + std::to_string(r->getProfileId()) +
-                                       " name=" + r->getName() + "]\n" + r->toString()));
-    }
-    for (DeviceTuning* r : data.getDeviceTunings()) {
-        EXPECT_THAT(run.out, HasSubstr("]\n" + r->toString() + "\n"));
-    }
-    for (ProfileEndpoint* r : data.getProfileEndpoints()) {
-        EXPECT_THAT(run.out, HasSubstr(r->toString()));
-    }
-    for (IeqPreset* r : data.getIeqPresets()) EXPECT_THAT(run.out, HasSubstr(r->toString()));
-    for (GeqPreset* r : data.getGeqPresets()) EXPECT_THAT(run.out, HasSubstr(r->toString()));
-}
+    std::vector<std::string> texts;
+    for (auto* r : data.getIeqPresets()) texts.push_back(r->toString());
+    for (auto* r : data.getGeqPresets()) texts.push_back(r->toString());
+    for (auto* r : data.getProfiles()) texts.push_back(r->toString());
+    for (auto* r : data.getProfileEndpoints()) texts.push_back(r->toString());
+    for (auto* r : data.getTunings()) texts.push_back(r->toString());
+    for (auto* r : data.getDeviceTunings()) texts.push_back(r->toString() + "\n");
+    for (const std::string& text : texts) EXPECT_THAT(run.out, HasSubstr("]\n" + text));
 
-TEST_F(InspectTuningTest, OrdersRecordsByKindAndKey) {
-    Outcome run = inspect(
-        "tuning " + quoted(testing::source_file("examples/multimedia_velora_kiv_default.xml")));
-    ASSERT_EQ(0, run.status) << run.err;
+    // Sorted by kind, then key.
     std::vector<std::string> headings;
     std::istringstream lines(run.out);
     for (std::string line; std::getline(lines, line);) {
         if (!line.empty() && line[0] == '[') headings.push_back(line);
     }
-    ASSERT_EQ(3u + 4 + 4 + 12 + 4 + 9, headings.size());
+    ASSERT_EQ(texts.size(), headings.size());
     EXPECT_EQ("[ieq_preset type=detailed]", headings[0]);
-    EXPECT_EQ("[ieq_preset type=warm]", headings[2]);
     EXPECT_EQ("[geq_preset profileId=0]", headings[3]);
     EXPECT_EQ("[profile profileId=3 name=Custom]", headings[10]);
-    EXPECT_EQ("[profile_endpoint profileId=0 endpoint=speaker]", headings[11]);
     EXPECT_EQ("[profile_endpoint profileId=0 endpoint=headphone]", headings[12]);
-    EXPECT_EQ("[profile_endpoint profileId=3 endpoint=other]", headings[22]);
     EXPECT_EQ("[tuning name=headphone]", headings[23]);
-    EXPECT_EQ("[tuning name=speaker_stereo]", headings[26]);
     EXPECT_EQ("[device_tuning device=default_bluetooth port=bluetooth]", headings[27]);
-    EXPECT_EQ("[device_tuning device=usb_c_earphones port=usb]", headings[35]);
-
-    // The same file gives the same text, whatever another copy of it is called.
-    std::string copy = mRoot.hostPath("/copy.xml");
-    mRoot.install("examples/multimedia_velora_kiv_default.xml", "/copy.xml");
-    Outcome again = inspect("tuning " + quoted(copy));
-    ASSERT_EQ(0, again.status);
-    EXPECT_EQ(run.out.substr(run.out.find('\n')), again.out.substr(again.out.find('\n')));
+    EXPECT_EQ("[device_tuning device=usb_c_earphones port=usb]", headings.back());
 }
 
 TEST_F(InspectTuningTest, ValidatedShowsThePresetsTheDatabaseWouldKeep) {
     std::string example =
         quoted(testing::source_file("examples/multimedia_velora_kiv_default.xml"));
-    Outcome plain = inspect("tuning " + example);
+    const std::string custom =
+        "[profile profileId=3 name=Custom]\nid=-1\nprofileId=3\nname=Custom\n"
+        "selectedIeqPreset=";
+    EXPECT_THAT(inspect("tuning " + example).out, HasSubstr(custom + "balanced\n"));
     Outcome validated = inspect("tuning --validated " + example);
     ASSERT_EQ(0, validated.status) << validated.err;
-    const std::string custom =
-        "[profile profileId=3 name=Custom]\nid=-1\nprofileId=3\n"
-        "name=Custom\nselectedIeqPreset=";
-    EXPECT_THAT(plain.out, HasSubstr(custom + "balanced\n"));
     EXPECT_THAT(validated.out, HasSubstr(custom + "off\n"));
-    EXPECT_THAT(validated.out, HasSubstr("\nvalidated=true\n"));
 }
 
 TEST_F(InspectTuningTest, UnreadableFilesFailWithTheReasonOnStandardError) {
@@ -146,15 +122,12 @@ TEST_F(InspectTuningTest, UnreadableFilesFailWithTheReasonOnStandardError) {
     EXPECT_THAT(broken.err, HasSubstr("fail to call xmlReadFile,  128"));
     EXPECT_THAT(broken.err, HasSubstr("Opening and ending tag mismatch"));
     EXPECT_THAT(broken.err, HasSubstr(malformed + " is not a readable tuning file (error -22)"));
-}
 
-TEST_F(InspectTuningTest, DroppedSectionsAreExplainedButTheRestIsPrinted) {
-    Outcome run =
+    // A file that reads with sections dropped is a success; the log says what went.
+    Outcome partial =
         inspect("tuning " + quoted(testing::source_file("tests/data/tuning/no-whitespace.xml")));
-    EXPECT_EQ(0, run.status);
-    EXPECT_THAT(run.out, HasSubstr("summary: 1 ieq presets, 0 geq presets, 0 profiles, "
-                                   "0 profile endpoints, 0 tunings, 0 device tunings\n"));
-    EXPECT_THAT(run.err, HasSubstr("Tuning [speaker] at line 2 dropped"));
+    EXPECT_EQ(0, partial.status);
+    EXPECT_THAT(partial.err, HasSubstr("Tuning [speaker] at line 2 dropped"));
 }
 
 TEST_F(InspectTuningTest, UsageErrorsAndHelp) {
