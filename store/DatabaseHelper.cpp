@@ -34,101 +34,103 @@ struct TableLayout {
 
 const TableLayout& layout_of(TableType type) {
     static const TableLayout kLayouts[kTableCount] = {
-            // configuration
-            {{}, {}},
-            // ieq_presets
-            {{{"preset_type", "type"}}, {"ieq_frequency", "ieq_target"}},
-            // geq_presets
-            {{{"profile_id", "profileId"}}, {"geq_frequency", "geq_gain"}},
-            // profiles
-            {{{"profile_id", "profileId"},
-              {"name", "name"},
-              {"selected_ieq_preset_type", "selectedIeqPreset"},
-              {"selected_geq_preset_id", "selectedGeqPreset"}},
-             {"custom_drc_metadata", "ieq_amount", "ieq_enable",
-              "mi_adaptive_virtualizer_steering_enable", "mi_dv_leveler_steering_enable",
-              "mi_ieq_steering_enable", "mi_surround_compressor_steering_enable",
-              "volume_modeler_enable"}},
-            // profile_endpoints
-            {{{"profile_id", "profileId"}, {"endpoint", "endpoint"}},
-             {"bass_enhancer_enable",
-              "calibration_boost",
-              "dialog_enhancer_amount",
-              "dialog_enhancer_ducking",
-              "dialog_enhancer_enable",
-              "graphic_equalizer_enable",
-              "hearing_protection_attenuation_attack_time",
-              "hearing_protection_attenuation_release_time",
-              "hearing_protection_enable",
-              "hearing_protection_rms_attenuation_target",
-              "hearing_protection_rms_averaging_time_win_len",
-              "mi_virtualizer_binaural_steering_enable",
-              "peak_value",
-              "surround_boost",
-              "surround_decoder_enable",
-              "virtual_bass_enable",
-              "virtualizer_enable",
-              "virtualizer_start_band",
-              "volmax_boost",
-              "volume_leveler_amount",
-              "volume_leveler_enable",
-              "volume_leveler_in_target",
-              "volume_leveler_out_target"}},
-            // tunings
-            {{{"name", "name"}, {"endpoint", "endpoint"}, {"is_mono", "mono"},
-              {"is_readonly", "readonly"}},
-             {"audio_optimizer_enable",
-              "audio_optimizer_frequency",
-              "audio_optimizer_gain_l",
-              "audio_optimizer_gain_ls",
-              "audio_optimizer_gain_r",
-              "audio_optimizer_gain_rs",
-              "bass_enhancer_boost",
-              "bass_enhancer_cutoff_frequency",
-              "bass_enhancer_width",
-              "bass_extraction_cutoff_frequency",
-              "bass_extraction_enable",
-              "bass_mbdrc_enable",
-              "bass_mbdrc_tuning",
-              "complex_equalizer_enable",
-              "complex_equalizer_tuning_left",
-              "complex_equalizer_tuning_left_surround",
-              "complex_equalizer_tuning_right",
-              "complex_equalizer_tuning_right_surround",
-              "height_filter_mode",
-              "orientation",
-              "output_channels",
-              "output_mix_matrix",
-              "regulator_distortion_slope",
-              "regulator_enable",
-              "regulator_frequency",
-              "regulator_isolated_band",
-              "regulator_overdrive",
-              "regulator_sibilance_suppress_amounts_left",
-              "regulator_sibilance_suppress_amounts_left_surround",
-              "regulator_sibilance_suppress_amounts_right",
-              "regulator_sibilance_suppress_amounts_right_surround",
-              "regulator_sibilance_suppress_enable",
-              "regulator_speaker_dist_enable",
-              "regulator_stress_amount",
-              "regulator_threshold_high",
-              "regulator_threshold_low",
-              "regulator_timbre_preservation",
-              "virtual_bass_mix_freq_high",
-              "virtual_bass_mix_freq_low",
-              "virtual_bass_mode",
-              "virtual_bass_overall_gain",
-              "virtual_bass_slope_gain",
-              "virtual_bass_src_freq_high",
-              "virtual_bass_src_freq_low",
-              "virtual_bass_subgains",
-              "virtualizer_front_speaker_angle",
-              "virtualizer_height_speaker_angle",
-              "virtualizer_surround_speaker_angle",
-              "volume_leveler_compressor_enable",
-              "volume_modeler_calibration"}},
-            // device_tunings
-            {{{"device", "device"}, {"port", "port"}, {"tuning_id", "tuning"}}, {}},
+        // configuration
+        {{}, {}},
+        // ieq_presets
+        {{{"preset_type", "type"}}, {"ieq_frequency", "ieq_target"}},
+        // geq_presets
+        {{{"profile_id", "profileId"}}, {"geq_frequency", "geq_gain"}},
+        // profiles
+        {{{"profile_id", "profileId"},
+          {"name", "name"},
+          {"selected_ieq_preset_type", "selectedIeqPreset"},
+          {"selected_geq_preset_id", "selectedGeqPreset"}},
+         {"custom_drc_metadata", "ieq_amount", "ieq_enable",
+          "mi_adaptive_virtualizer_steering_enable", "mi_dv_leveler_steering_enable",
+          "mi_ieq_steering_enable", "mi_surround_compressor_steering_enable",
+          "volume_modeler_enable"}},
+        // profile_endpoints
+        {{{"profile_id", "profileId"}, {"endpoint", "endpoint"}},
+         {"bass_enhancer_enable",
+          "calibration_boost",
+          "dialog_enhancer_amount",
+          "dialog_enhancer_ducking",
+          "dialog_enhancer_enable",
+          "graphic_equalizer_enable",
+          "hearing_protection_attenuation_attack_time",
+          "hearing_protection_attenuation_release_time",
+          "hearing_protection_enable",
+          "hearing_protection_rms_attenuation_target",
+          "hearing_protection_rms_averaging_time_win_len",
+          "mi_virtualizer_binaural_steering_enable",
+          "peak_value",
+          "surround_boost",
+          "surround_decoder_enable",
+          "virtual_bass_enable",
+          "virtualizer_enable",
+          "virtualizer_start_band",
+          "volmax_boost",
+          "volume_leveler_amount",
+          "volume_leveler_enable",
+          "volume_leveler_in_target",
+          "volume_leveler_out_target"}},
+        // tunings
+        {{{"name", "name"},
+          {"endpoint", "endpoint"},
+          {"is_mono", "mono"},
+          {"is_readonly", "readonly"}},
+         {"audio_optimizer_enable",
+          "audio_optimizer_frequency",
+          "audio_optimizer_gain_l",
+          "audio_optimizer_gain_ls",
+          "audio_optimizer_gain_r",
+          "audio_optimizer_gain_rs",
+          "bass_enhancer_boost",
+          "bass_enhancer_cutoff_frequency",
+          "bass_enhancer_width",
+          "bass_extraction_cutoff_frequency",
+          "bass_extraction_enable",
+          "bass_mbdrc_enable",
+          "bass_mbdrc_tuning",
+          "complex_equalizer_enable",
+          "complex_equalizer_tuning_left",
+          "complex_equalizer_tuning_left_surround",
+          "complex_equalizer_tuning_right",
+          "complex_equalizer_tuning_right_surround",
+          "height_filter_mode",
+          "orientation",
+          "output_channels",
+          "output_mix_matrix",
+          "regulator_distortion_slope",
+          "regulator_enable",
+          "regulator_frequency",
+          "regulator_isolated_band",
+          "regulator_overdrive",
+          "regulator_sibilance_suppress_amounts_left",
+          "regulator_sibilance_suppress_amounts_left_surround",
+          "regulator_sibilance_suppress_amounts_right",
+          "regulator_sibilance_suppress_amounts_right_surround",
+          "regulator_sibilance_suppress_enable",
+          "regulator_speaker_dist_enable",
+          "regulator_stress_amount",
+          "regulator_threshold_high",
+          "regulator_threshold_low",
+          "regulator_timbre_preservation",
+          "virtual_bass_mix_freq_high",
+          "virtual_bass_mix_freq_low",
+          "virtual_bass_mode",
+          "virtual_bass_overall_gain",
+          "virtual_bass_slope_gain",
+          "virtual_bass_src_freq_high",
+          "virtual_bass_src_freq_low",
+          "virtual_bass_subgains",
+          "virtualizer_front_speaker_angle",
+          "virtualizer_height_speaker_angle",
+          "virtualizer_surround_speaker_angle",
+          "volume_leveler_compressor_enable",
+          "volume_modeler_calibration"}},
+        // device_tunings
+        {{{"device", "device"}, {"port", "port"}, {"tuning_id", "tuning"}}, {}},
     };
     return kLayouts[type];
 }
@@ -136,8 +138,8 @@ const TableLayout& layout_of(TableType type) {
 }  // namespace
 
 const char* const DatabaseHelper::kTableNames[kTableCount] = {
-        "configuration", "ieq_presets", "geq_presets",   "profiles",
-        "profile_endpoints", "tunings", "device_tunings",
+    "configuration",     "ieq_presets", "geq_presets",    "profiles",
+    "profile_endpoints", "tunings",     "device_tunings",
 };
 
 DatabaseHelper::DatabaseHelper(const std::string& dbName)
@@ -213,25 +215,19 @@ std::string DatabaseHelper::buildColumnString(TableType type) const {
 
 void DatabaseHelper::clear() {
     static const TableType kDropOrder[kTableCount] = {
-            TABLE_IEQ_PRESETS, TABLE_GEQ_PRESETS,    TABLE_PROFILES,      TABLE_PROFILE_ENDPOINTS,
-            TABLE_TUNINGS,     TABLE_DEVICE_TUNINGS, TABLE_CONFIGURATION,
+        TABLE_IEQ_PRESETS, TABLE_GEQ_PRESETS,    TABLE_PROFILES,      TABLE_PROFILE_ENDPOINTS,
+        TABLE_TUNINGS,     TABLE_DEVICE_TUNINGS, TABLE_CONFIGURATION,
     };
     for (TableType type : kDropOrder) {
         execSQL(std::string("DROP TABLE IF EXISTS ") + kTableNames[type]);
     }
 }
 
-int DatabaseHelper::beginTransaction() {
-    return execSQL("BEGIN EXCLUSIVE");
-}
+int DatabaseHelper::beginTransaction() { return execSQL("BEGIN EXCLUSIVE"); }
 
-int DatabaseHelper::commitTransaction() {
-    return execSQL("COMMIT");
-}
+int DatabaseHelper::commitTransaction() { return execSQL("COMMIT"); }
 
-int DatabaseHelper::rollbackTransaction() {
-    return execSQL("ROLLBACK");
-}
+int DatabaseHelper::rollbackTransaction() { return execSQL("ROLLBACK"); }
 
 int DatabaseHelper::getRowCount(const std::string& table) {
     if (mDb == nullptr) {
@@ -306,8 +302,8 @@ void DatabaseHelper::insertRecordText(TableType table, const std::string& record
     sql.back() = ')';
 
     if (missing > 0) {
-        ALOGD("%s row %s lacks %d values, stored as NULL", kTableNames[table],
-              customName.c_str(), missing);
+        ALOGD("%s row %s lacks %d values, stored as NULL", kTableNames[table], customName.c_str(),
+              missing);
     }
     // A value the table has no column for cannot be stored; it is named so that the fault
     // of whoever put it into the record can be found, and the rest of the record is kept.
@@ -386,8 +382,8 @@ void DatabaseHelper::insertConfigurationValue(const std::string& key, const std:
         return;
     }
     long long id = newRowId(TABLE_CONFIGURATION);
-    std::string sql = std::string("INSERT INTO ") + kTableNames[TABLE_CONFIGURATION] +
-                      " VALUES(" + std::to_string(id) + ",'" + escape_sql_quotes(key) + "','" +
+    std::string sql = std::string("INSERT INTO ") + kTableNames[TABLE_CONFIGURATION] + " VALUES(" +
+                      std::to_string(id) + ",'" + escape_sql_quotes(key) + "','" +
                       escape_sql_quotes(value) + "')\n";
     execSQL(sql);
 }
@@ -420,8 +416,8 @@ void DatabaseHelper::readRecord(const std::string& sql, const std::set<std::stri
             if (type == SQLITE_NULL) continue;  // a value the stored record did not have
             std::string text = statement.columnText(i);
             std::vector<int> values = type == SQLITE_INTEGER
-                                              ? std::vector<int>{statement.columnInt(i)}
-                                              : string_2_int_vector(text);
+                                          ? std::vector<int>{statement.columnInt(i)}
+                                          : string_2_int_vector(text);
             if (ownColumn && ownColumn(column, text, values)) continue;
             auto parameter = mColumnNameMap.find(column);
             if (parameter != mColumnNameMap.end()) {
@@ -436,17 +432,17 @@ void DatabaseHelper::readRecord(const std::string& sql, const std::set<std::stri
 
 void DatabaseHelper::queryIeqValue(const std::string& presetType, const std::string& customName,
                                    IeqPreset* preset) {
-    std::string sql = std::string("SELECT * FROM ") + kTableNames[TABLE_IEQ_PRESETS] +
-                      " WHERE " + "preset_type='" + escape_sql_quotes(presetType) + "'" +
-                      " AND " + "custom_name='" + escape_sql_quotes(customName) + "'";
+    std::string sql = std::string("SELECT * FROM ") + kTableNames[TABLE_IEQ_PRESETS] + " WHERE " +
+                      "preset_type='" + escape_sql_quotes(presetType) + "'" + " AND " +
+                      "custom_name='" + escape_sql_quotes(customName) + "'";
     readRecord(sql, {"preset_type"}, preset, nullptr, /*reportPrepareResult=*/true);
 }
 
 void DatabaseHelper::queryGeqValue(const std::string& profileId, const std::string& customName,
                                    GeqPreset* preset) {
-    std::string sql = std::string("SELECT * FROM ") + kTableNames[TABLE_GEQ_PRESETS] +
-                      " WHERE " + "profile_id='" + escape_sql_quotes(profileId) + "'" +
-                      " AND " + "custom_name='" + escape_sql_quotes(customName) + "'";
+    std::string sql = std::string("SELECT * FROM ") + kTableNames[TABLE_GEQ_PRESETS] + " WHERE " +
+                      "profile_id='" + escape_sql_quotes(profileId) + "'" + " AND " +
+                      "custom_name='" + escape_sql_quotes(customName) + "'";
     readRecord(sql, {"profile_id"}, preset, nullptr, /*reportPrepareResult=*/false);
 }
 
@@ -480,34 +476,34 @@ void DatabaseHelper::queryProfileNames(std::vector<std::string>& names,
     }
 }
 
-void DatabaseHelper::queryProfileValue(const std::string& profileId,
-                                       const std::string& customName, Profile* profile) {
+void DatabaseHelper::queryProfileValue(const std::string& profileId, const std::string& customName,
+                                       Profile* profile) {
     std::string sql = std::string("SELECT * FROM ") + kTableNames[TABLE_PROFILES] + " WHERE " +
                       "profile_id='" + escape_sql_quotes(profileId) + "'" + " AND " +
                       "custom_name='" + escape_sql_quotes(customName) + "'";
     readRecord(
-            sql, {"profile_id"}, profile,
-            [profile](const std::string& column, const std::string& text,
-                      const std::vector<int>& values) {
-                if (column == "name") {
-                    profile->setName(text);
-                    return true;
-                }
-                if (column == "selected_ieq_preset_type") {
-                    for (int type = 0; type < kPresetTypeCount; ++type) {
-                        if (text == kPresetTypeNames[type]) {
-                            profile->setSelectedIeqPreset(static_cast<PresetType>(type));
-                        }
+        sql, {"profile_id"}, profile,
+        [profile](const std::string& column, const std::string& text,
+                  const std::vector<int>& values) {
+            if (column == "name") {
+                profile->setName(text);
+                return true;
+            }
+            if (column == "selected_ieq_preset_type") {
+                for (int type = 0; type < kPresetTypeCount; ++type) {
+                    if (text == kPresetTypeNames[type]) {
+                        profile->setSelectedIeqPreset(static_cast<PresetType>(type));
                     }
-                    return true;
                 }
-                if (column == "selected_geq_preset_id") {
-                    profile->setSelectedGeqPreset(values.empty() ? 0 : values[0]);
-                    return true;
-                }
-                return false;
-            },
-            /*reportPrepareResult=*/false);
+                return true;
+            }
+            if (column == "selected_geq_preset_id") {
+                profile->setSelectedGeqPreset(values.empty() ? 0 : values[0]);
+                return true;
+            }
+            return false;
+        },
+        /*reportPrepareResult=*/false);
 }
 
 void DatabaseHelper::queryEndpointValue(const std::string& profileId, const std::string& endpoint,
@@ -515,8 +511,8 @@ void DatabaseHelper::queryEndpointValue(const std::string& profileId, const std:
                                         ProfileEndpoint* profileEndpoint) {
     std::string sql = std::string("SELECT * FROM ") + kTableNames[TABLE_PROFILE_ENDPOINTS] +
                       " WHERE " + "profile_id='" + escape_sql_quotes(profileId) + "'" + " AND " +
-                      "endpoint='" + escape_sql_quotes(endpoint) + "'" + " AND " +
-                      "custom_name='" + escape_sql_quotes(customName) + "'";
+                      "endpoint='" + escape_sql_quotes(endpoint) + "'" + " AND " + "custom_name='" +
+                      escape_sql_quotes(customName) + "'";
     readRecord(sql, {"profile_id", "endpoint"}, profileEndpoint, nullptr,
                /*reportPrepareResult=*/false);
 }
@@ -527,20 +523,20 @@ void DatabaseHelper::queryTuning(const std::string& name, Tuning* tuning) {
     // is_readonly is not read back: every stored tuning comes from a tuning file and is
     // read-only, which the record loaded for a device already says.
     readRecord(
-            sql, {"name", "is_readonly"}, tuning,
-            [tuning](const std::string& column, const std::string& text,
-                     const std::vector<int>& values) {
-                if (column == "is_mono") {
-                    tuning->setMono(!values.empty() && values[0] != 0);
-                    return true;
-                }
-                if (column == "endpoint") {
-                    tuning->setEndpoint(text);
-                    return true;
-                }
-                return false;
-            },
-            /*reportPrepareResult=*/false);
+        sql, {"name", "is_readonly"}, tuning,
+        [tuning](const std::string& column, const std::string& text,
+                 const std::vector<int>& values) {
+            if (column == "is_mono") {
+                tuning->setMono(!values.empty() && values[0] != 0);
+                return true;
+            }
+            if (column == "endpoint") {
+                tuning->setEndpoint(text);
+                return true;
+            }
+            return false;
+        },
+        /*reportPrepareResult=*/false);
 }
 
 std::set<DeviceTuning*> DatabaseHelper::queryDeviceTunings(const std::string& port) {
@@ -650,8 +646,8 @@ void DatabaseHelper::updateGeqValue(GeqPreset* preset, const std::string& custom
         ALOGE("the default value can't be updated, %d", __LINE__);
         return;
     }
-    execSQL(std::string("DELETE FROM ") + kTableNames[TABLE_GEQ_PRESETS] +
-            " WHERE custom_name='" + escape_sql_quotes(customName) + "' AND profile_id='" +
+    execSQL(std::string("DELETE FROM ") + kTableNames[TABLE_GEQ_PRESETS] + " WHERE custom_name='" +
+            escape_sql_quotes(customName) + "' AND profile_id='" +
             int2string(preset->getProfileId()) + "'");
     insertValue(preset, customName, preset->getId());
 }

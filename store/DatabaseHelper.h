@@ -41,7 +41,7 @@ namespace velora {
 // Threading: the connection is opened in full-mutex mode, so SQLite serialises access; the
 // class keeps no lock of its own, and its only user (the Provider) is called serialised.
 class DatabaseHelper {
-public:
+  public:
     static const char* const kTableNames[kTableCount];
 
     // Opens (and creates when missing) dbName in the database folder under the filesystem
@@ -121,10 +121,9 @@ public:
     void clearOemTunings();
     void clearOemDeviceTunings();
 
-private:
+  private:
     // Handles a column of the record's own (non-parameter) fields; true when it was one.
-    using OwnColumnReader = std::function<bool(const std::string& column,
-                                               const std::string& text,
+    using OwnColumnReader = std::function<bool(const std::string& column, const std::string& text,
                                                const std::vector<int>& values)>;
 
     // Runs a SELECT * and reads every row into record: key and NULL columns are skipped,

@@ -42,9 +42,7 @@ const char* const Provider::kDatabaseFileName = "kiv_sqlite3.db";
 
 Provider::Provider() : mDb(std::make_unique<DatabaseHelper>(kDatabaseFileName)) {}
 
-Provider::~Provider() {
-    clearDeviceTuningCache();
-}
+Provider::~Provider() { clearDeviceTuningCache(); }
 
 void Provider::clearDeviceTuningCache() {
     for (auto& port : mDeviceTunings) {
@@ -83,10 +81,10 @@ int Provider::init() {
         profile.customProfile = std::make_unique<Profile>(i, name, PRESET_OFF);
         for (int e = 0; e < kEndpointCount; ++e) {
             profile.defaultEndpoints.push_back(
-                    std::make_unique<ProfileEndpoint>(i, static_cast<Endpoint>(e)));
+                std::make_unique<ProfileEndpoint>(i, static_cast<Endpoint>(e)));
             profile.defaultEndpointSet.insert(profile.defaultEndpoints.back().get());
             profile.customEndpoints.push_back(
-                    std::make_unique<ProfileEndpoint>(i, static_cast<Endpoint>(e)));
+                std::make_unique<ProfileEndpoint>(i, static_cast<Endpoint>(e)));
             profile.customEndpointSet.insert(profile.customEndpoints.back().get());
         }
         profile.defaultGeqPreset = std::make_unique<GeqPreset>(i);
@@ -103,13 +101,9 @@ int Provider::getSelectedProfile() {
     return atoi(mDb->querySelectedProfile(kSelectedProfile).c_str());
 }
 
-int Provider::getNumOfProfiles() {
-    return mNumOfProfiles;
-}
+int Provider::getNumOfProfiles() { return mNumOfProfiles; }
 
-bool Provider::isPexOn() {
-    return mDb->queryPexStatus(kPexState);
-}
+bool Provider::isPexOn() { return mDb->queryPexStatus(kPexState); }
 
 Tuning* Provider::loadTuningForDevice(const std::string& device) {
     DeviceTuning* found = nullptr;
@@ -130,8 +124,7 @@ Tuning* Provider::loadTuningForDevice(const std::string& device) {
     std::string name = found->getTuning();
     for (Tuning* tuning : mTunings) {
         if (tuning->getName() == name) {
-            ALOGD("Found existing tuning[%s] from cache device[%s]", name.c_str(),
-                  device.c_str());
+            ALOGD("Found existing tuning[%s] from cache device[%s]", name.c_str(), device.c_str());
             return tuning;
         }
     }
@@ -167,13 +160,9 @@ std::set<DeviceTuning*> Provider::loadDeviceTuningsForPort(Port port) {
     return entry;
 }
 
-void Provider::initDatabase() {
-    mDb->init();
-}
+void Provider::initDatabase() { mDb->init(); }
 
-void Provider::setPexOn(bool on) {
-    mDb->updatePexStatus(kPexState, on);
-}
+void Provider::setPexOn(bool on) { mDb->updatePexStatus(kPexState, on); }
 
 void Provider::updateDeviceTuning(const std::string& key, const std::string& value) {
     mDb->updateTuningDevice(key, value);
@@ -193,8 +182,8 @@ void Provider::setSelectedProfile(int id) {
 void Provider::loadEndpoints(int id, const std::set<ProfileEndpoint*>& endpoints,
                              const std::string& customName) {
     for (ProfileEndpoint* endpoint : endpoints) {
-        mDb->queryEndpointValue(int2string(id), endpoint_name(endpoint->getEndpoint()),
-                                customName, endpoint);
+        mDb->queryEndpointValue(int2string(id), endpoint_name(endpoint->getEndpoint()), customName,
+                                endpoint);
     }
 }
 
@@ -231,17 +220,13 @@ ProfileEndpoint* Provider::loadProfileEndpoint(int id, Endpoint e) {
     return profile->workingEndpoint.get();
 }
 
-void Provider::save(Profile* profile) {
-    mDb->updateProfileValue(profile, kCustomName);
-}
+void Provider::save(Profile* profile) { mDb->updateProfileValue(profile, kCustomName); }
 
 void Provider::save(ProfileEndpoint* endpoint) {
     mDb->updateProfileEndpointValue(endpoint, kCustomName);
 }
 
-void Provider::save(GeqPreset* preset) {
-    mDb->updateGeqValue(preset, kCustomName);
-}
+void Provider::save(GeqPreset* preset) { mDb->updateGeqValue(preset, kCustomName); }
 
 Profile* Provider::reset(Profile* profile) {
     if (profile == nullptr) return nullptr;
@@ -295,36 +280,26 @@ void Provider::create(DeviceTuning* deviceTuning, const std::string& customName)
     mDb->insertValue(deviceTuning, customName);
 }
 
-void Provider::clearOemTunings() {
-    mDb->clearOemTunings();
-}
+void Provider::clearOemTunings() { mDb->clearOemTunings(); }
 
-void Provider::clearOemDeviceTunings() {
-    mDb->clearOemDeviceTunings();
-}
+void Provider::clearOemDeviceTunings() { mDb->clearOemDeviceTunings(); }
 
 void Provider::reloadCachedDeviceTunings() {
     for (auto& port : mDeviceTunings) {
         for (DeviceTuning* deviceTuning : port.second) {
-            ALOGD("Clear cached device tuning Port[%s]:Device[%s]",
-                  deviceTuning->getPort().c_str(), deviceTuning->getDevice().c_str());
+            ALOGD("Clear cached device tuning Port[%s]:Device[%s]", deviceTuning->getPort().c_str(),
+                  deviceTuning->getDevice().c_str());
         }
     }
     clearDeviceTuningCache();
     for (Port port : kSupportedPorts) loadDeviceTuningsForPort(port);
 }
 
-void Provider::clear() {
-    mDb->clear();
-}
+void Provider::clear() { mDb->clear(); }
 
-void Provider::beginTransaction() {
-    mDb->beginTransaction();
-}
+void Provider::beginTransaction() { mDb->beginTransaction(); }
 
-void Provider::commitTransaction() {
-    mDb->commitTransaction();
-}
+void Provider::commitTransaction() { mDb->commitTransaction(); }
 
 void Provider::setDefaultXmlSignature(const std::string& signature) {
     mDb->insertConfigurationValue(kSignature, signature);
@@ -332,9 +307,7 @@ void Provider::setDefaultXmlSignature(const std::string& signature) {
     mDb->insertConfigurationValue(kPexState, "true");
 }
 
-std::string Provider::getDefaultXmlSignature() {
-    return mDb->queryConfigurationValue(kSignature);
-}
+std::string Provider::getDefaultXmlSignature() { return mDb->queryConfigurationValue(kSignature); }
 
 void Provider::setDefaultXmlFormatVersion(const std::string& version) {
     mDb->insertConfigurationValue(kFormatVersion, version);

@@ -37,7 +37,7 @@ class DeviceData;
 // Threading: no lock of its own; callers serialise access (the runtime state's lock, the
 // start-up mutex). The SQLite connection itself is full-mutex.
 class Provider {
-public:
+  public:
     static const char* const kDefaultName;       // "default": rows from the tuning file
     static const char* const kCustomName;        // "custom": the user's copies
     static const char* const kOemName;           // "oem": rows from the OEM extra file
@@ -117,7 +117,7 @@ public:
     // The helper underneath, for diagnostics and tests.
     DatabaseHelper& getDatabaseHelper() { return *mDb; }
 
-private:
+  private:
     // Records of one profile id, created by init().
     struct ProfileRecords {
         std::unique_ptr<Profile> defaultProfile;

@@ -14,7 +14,7 @@ namespace velora {
 //
 // Not thread-safe; the helper must outlive the guard.
 class ScopedTransaction {
-public:
+  public:
     explicit ScopedTransaction(DatabaseHelper& db) : mDb(db) {
         mActive = mDb.beginTransaction() == 0;
     }
@@ -37,7 +37,7 @@ public:
         return result;
     }
 
-private:
+  private:
     DatabaseHelper& mDb;
     bool mActive = false;
 };

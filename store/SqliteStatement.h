@@ -16,7 +16,7 @@ namespace velora {
 // Not thread-safe; one statement is used by one caller at a time. The connection must
 // outlive the statement.
 class SqliteStatement {
-public:
+  public:
     SqliteStatement() = default;
     ~SqliteStatement() { finalize(); }
     SqliteStatement(const SqliteStatement&) = delete;
@@ -59,7 +59,7 @@ public:
                            static_cast<size_t>(sqlite3_column_bytes(mStatement, index)));
     }
 
-private:
+  private:
     sqlite3_stmt* mStatement = nullptr;
 };
 

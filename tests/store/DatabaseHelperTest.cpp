@@ -2,8 +2,6 @@
  * Copyright (C) 2026 The Velora Project
  * Licensed under the Apache License, Version 2.0.
  */
-#include "store/DatabaseHelper.h"
-
 #include <android/log.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -12,6 +10,7 @@
 #include <memory>
 
 #include "StoreTestSupport.h"
+#include "store/DatabaseHelper.h"
 #include "store/ScopedTransaction.h"
 #include "testutil/LogCapture.h"
 #include "testutil/TempRoot.h"
@@ -19,9 +18,9 @@
 namespace velora {
 namespace {
 
+using testing::cell;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
-using testing::cell;
 using testing::LogCapture;
 using testing::Row;
 using testing::SecondConnection;
@@ -31,7 +30,7 @@ using testing::TempRoot;
 constexpr const char* kDbFile = "/data/vendor/velora/kiv_sqlite3.db";
 
 class DatabaseHelperTest : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         db = std::make_unique<DatabaseHelper>("kiv_sqlite3.db");
         ASSERT_TRUE(db->isOpen());
@@ -113,18 +112,21 @@ TEST_F(DatabaseHelperTest, InitCreatesTheSevenTablesWithTheirExactStatements) {
     const std::vector<std::string>& sql = trace.statements();
     ASSERT_EQ(7u, sql.size());
     EXPECT_EQ("CREATE TABLE configuration (_id INTEGER, key TEXT, value TEXT)", sql[0]);
-    EXPECT_EQ("CREATE TABLE ieq_presets (_id INTEGER, custom_name TEXT, preset_type TEXT, "
-              "ieq_frequency TEXT, ieq_target TEXT)",
-              sql[1]);
-    EXPECT_EQ("CREATE TABLE geq_presets (_id INTEGER, custom_name TEXT, profile_id TEXT, "
-              "geq_frequency TEXT, geq_gain TEXT)",
-              sql[2]);
-    EXPECT_EQ("CREATE TABLE profiles (_id INTEGER, custom_name TEXT, profile_id TEXT, name TEXT, "
-              "selected_ieq_preset_type TEXT, selected_geq_preset_id TEXT, custom_drc_metadata "
-              "TEXT, ieq_amount TEXT, ieq_enable TEXT, mi_adaptive_virtualizer_steering_enable "
-              "TEXT, mi_dv_leveler_steering_enable TEXT, mi_ieq_steering_enable TEXT, "
-              "mi_surround_compressor_steering_enable TEXT, volume_modeler_enable TEXT)",
-              sql[3]);
+    EXPECT_EQ(
+        "CREATE TABLE ieq_presets (_id INTEGER, custom_name TEXT, preset_type TEXT, "
+        "ieq_frequency TEXT, ieq_target TEXT)",
+        sql[1]);
+    EXPECT_EQ(
+        "CREATE TABLE geq_presets (_id INTEGER, custom_name TEXT, profile_id TEXT, "
+        "geq_frequency TEXT, geq_gain TEXT)",
+        sql[2]);
+    EXPECT_EQ(
+        "CREATE TABLE profiles (_id INTEGER, custom_name TEXT, profile_id TEXT, name TEXT, "
+        "selected_ieq_preset_type TEXT, selected_geq_preset_id TEXT, custom_drc_metadata "
+        "TEXT, ieq_amount TEXT, ieq_enable TEXT, mi_adaptive_virtualizer_steering_enable "
+        "TEXT, mi_dv_leveler_steering_enable TEXT, mi_ieq_steering_enable TEXT, "
+        "mi_surround_compressor_steering_enable TEXT, volume_modeler_enable TEXT)",
+        sql[3]);
     EXPECT_THAT(sql[4], ::testing::StartsWith("CREATE TABLE profile_endpoints (_id INTEGER, "
                                               "custom_name TEXT, profile_id TEXT, endpoint TEXT, "
                                               "bass_enhancer_enable TEXT, "));
@@ -132,9 +134,10 @@ TEST_F(DatabaseHelperTest, InitCreatesTheSevenTablesWithTheirExactStatements) {
                                               "TEXT, name TEXT, endpoint TEXT, is_mono TEXT, "
                                               "is_readonly TEXT, audio_optimizer_enable TEXT, "));
     EXPECT_THAT(sql[5], ::testing::EndsWith(", volume_modeler_calibration TEXT)"));
-    EXPECT_EQ("CREATE TABLE device_tunings (_id INTEGER, custom_name TEXT, device TEXT, "
-              "port TEXT, tuning_id TEXT)",
-              sql[6]);
+    EXPECT_EQ(
+        "CREATE TABLE device_tunings (_id INTEGER, custom_name TEXT, device TEXT, "
+        "port TEXT, tuning_id TEXT)",
+        sql[6]);
 
     SecondConnection other(dbPath());
     EXPECT_THAT(other.tables(),
@@ -143,7 +146,7 @@ TEST_F(DatabaseHelperTest, InitCreatesTheSevenTablesWithTheirExactStatements) {
     for (int type = 0; type < kTableCount; ++type) {
         EXPECT_EQ(DatabaseHelper::getColumnNames(static_cast<TableType>(type)),
                   other.columns(DatabaseHelper::kTableNames[type]))
-                << DatabaseHelper::kTableNames[type];
+            << DatabaseHelper::kTableNames[type];
     }
 }
 
@@ -247,7 +250,8 @@ TEST_F(DatabaseHelperTest, CompleteTuningAndEndpointFillEveryColumnInOrder) {
     expected.back() = ')';
 
     ProfileEndpoint endpoint(2, ENDPOINT_HEADPHONE);
-    std::string expectedEndpoint = "INSERT INTO profile_endpoints VALUES(1,'default','2','headphone',";
+    std::string expectedEndpoint =
+        "INSERT INTO profile_endpoints VALUES(1,'default','2','headphone',";
     n = 0;
     for (Parameter p : ProfileEndpoint::kValidParams) {
         endpoint.set(p, {n});
@@ -333,8 +337,9 @@ TEST_F(DatabaseHelperTest, QueriesReadTheRecordsOwnColumnsAndTheirKeys) {
     Profile read(1, "", PRESET_OFF);
     StatementTrace trace(db->getConnection());
     db->queryProfileValue("1", "custom", &read);
-    EXPECT_THAT(trace.statements(),
-                ElementsAre("SELECT * FROM profiles WHERE profile_id='1' AND custom_name='custom'"));
+    EXPECT_THAT(
+        trace.statements(),
+        ElementsAre("SELECT * FROM profiles WHERE profile_id='1' AND custom_name='custom'"));
     EXPECT_EQ("Movie (mine)", read.getName());
     EXPECT_EQ(PRESET_DETAILED, read.getSelectedIeqPreset());
     EXPECT_EQ(2, read.getSelectedGeqPreset());
@@ -642,9 +647,10 @@ TEST_F(DatabaseHelperTest, ClearingOemRowsKeepsEveryOtherRow) {
                 ElementsAre("DELETE from tunings WHERE custom_name = 'oem'",
                             "DELETE from device_tunings WHERE custom_name = 'oem'"));
     EXPECT_TRUE(logs.containsMessage(
-            "Delete existing tuning with SQL [DELETE from tunings WHERE custom_name = 'oem']"));
-    EXPECT_TRUE(logs.containsMessage("Delete existing device tuning with SQL [DELETE from "
-                                     "device_tunings WHERE custom_name = 'oem']"));
+        "Delete existing tuning with SQL [DELETE from tunings WHERE custom_name = 'oem']"));
+    EXPECT_TRUE(
+        logs.containsMessage("Delete existing device tuning with SQL [DELETE from "
+                             "device_tunings WHERE custom_name = 'oem']"));
     std::vector<Row> tunings = rows("tunings");
     ASSERT_EQ(1u, tunings.size());
     EXPECT_EQ("spk", cell(tunings[0], "name"));
@@ -660,7 +666,8 @@ TEST_F(DatabaseHelperTest, NullRecordsAreRefusedWithTheirMessages) {
     db->updateProfileValue(nullptr, "custom");
     EXPECT_EQ(2u, logs.countMessage("invalid value"));
     db->queryTuning("x", nullptr);
-    EXPECT_TRUE(logs.contains("DatabaseHelper", ANDROID_LOG_ERROR, "the database is not connected"));
+    EXPECT_TRUE(
+        logs.contains("DatabaseHelper", ANDROID_LOG_ERROR, "the database is not connected"));
     EXPECT_EQ(0, db->getRowCount("tunings"));
 }
 

@@ -43,7 +43,7 @@ ParameterValues::Values without_ieq_id(const ParameterValues::Values& values) {
 // The shipped example tuning file, written into a fresh database, closed, and read back by a
 // second provider: every record must come back value for value.
 class ExampleRoundTripTest : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         parser = std::make_unique<TuningFileParser>();
         ASSERT_EQ(0, parser->setTuningFile(TempRoot::sourceDir() +

@@ -2,8 +2,6 @@
  * Copyright (C) 2026 The Velora Project
  * Licensed under the Apache License, Version 2.0.
  */
-#include "store/Provider.h"
-
 #include <android/log.h>
 #include <errno.h>
 #include <gmock/gmock.h>
@@ -13,6 +11,7 @@
 #include <vector>
 
 #include "StoreTestSupport.h"
+#include "store/Provider.h"
 #include "testutil/LogCapture.h"
 #include "testutil/TempRoot.h"
 #include "tuning/DeviceData.h"
@@ -20,19 +19,19 @@
 namespace velora {
 namespace {
 
-using ::testing::ElementsAre;
-using ::testing::UnorderedElementsAre;
 using testing::cell;
+using ::testing::ElementsAre;
 using testing::LogCapture;
 using testing::Row;
 using testing::SecondConnection;
 using testing::StatementTrace;
 using testing::TempRoot;
+using ::testing::UnorderedElementsAre;
 
 // A small tuning file's worth of records: two profiles with their endpoints and GEQ
 // presets, two IEQ presets, a speaker and a headphone tuning and the devices that use them.
 class SmallTuningData {
-public:
+  public:
     SmallTuningData() {
         const char* names[] = {"Dynamic", "Movie"};
         for (int id = 0; id < 2; ++id) {
@@ -47,7 +46,7 @@ public:
             }
             for (int e = 0; e < kEndpointCount; ++e) {
                 ProfileEndpoint* endpoint =
-                        own(mEndpoints, new ProfileEndpoint(id, static_cast<Endpoint>(e)));
+                    own(mEndpoints, new ProfileEndpoint(id, static_cast<Endpoint>(e)));
                 int n = 0;
                 for (Parameter p : ProfileEndpoint::kValidParams) {
                     endpoint->set(p, {100 * id + 10 * e + n++});
@@ -70,8 +69,8 @@ public:
             headphone->set(p, {-n});
             ++n;
         }
-        own(mDevices, new DeviceTuning("default_internal_speaker", "internal_speaker",
-                                       "spk_tuning"));
+        own(mDevices,
+            new DeviceTuning("default_internal_speaker", "internal_speaker", "spk_tuning"));
         own(mDevices, new DeviceTuning("default_headphone", "headphone", "hp_tuning"));
         own(mDevices, new DeviceTuning("default_usb", "usb", "hp_tuning"));
         own(mDevices, new DeviceTuning("usb_orphan", "usb", "no_such_tuning"));
@@ -94,7 +93,7 @@ public:
         return mEndpoints[static_cast<size_t>(id * kEndpointCount + e)].get();
     }
 
-private:
+  private:
     template <typename T>
     static T* own(std::vector<std::unique_ptr<T>>& list, T* record) {
         list.emplace_back(record);
@@ -123,7 +122,7 @@ std::vector<int> stored(std::vector<int> values) {
 }
 
 class ProviderTest : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override { provider = std::make_unique<Provider>(); }
 
     // Fills the database from the small data set and creates the records.
@@ -134,9 +133,8 @@ protected:
 
     std::string dbPath() const { return root.hostPath("/data/vendor/velora/kiv_sqlite3.db"); }
     std::vector<Row> rows(const std::string& table, const std::string& where = "") const {
-        return SecondConnection(dbPath()).query("SELECT * FROM " + table +
-                                                (where.empty() ? "" : " WHERE " + where) +
-                                                " ORDER BY _id");
+        return SecondConnection(dbPath()).query(
+            "SELECT * FROM " + table + (where.empty() ? "" : " WHERE " + where) + " ORDER BY _id");
     }
 
     TempRoot root;
@@ -347,7 +345,7 @@ TEST_F(ProviderTest, EndpointsAndPresetsOfAProfile) {
     provider->save(headphone);
     EXPECT_EQ("-9,", cell(rows("profile_endpoints",
                                "profile_id='1' AND endpoint='headphone' AND custom_name='custom'")
-                                  .at(0),
+                              .at(0),
                           "peak_value"));
     EXPECT_EQ(1u, rows("profile_endpoints", "peak_value='-9,'").size());
     provider->reset(headphone);
@@ -407,8 +405,9 @@ TEST_F(ProviderTest, TuningsAreLoadedOnceAndServedFromTheCache) {
     logs.clear();
     Tuning* tuning = provider->loadTuningForDevice("default_headphone");
     ASSERT_NE(nullptr, tuning);
-    EXPECT_TRUE(logs.containsMessage("Load tuning[hp_tuning] from cache device[default_headphone], "
-                                     "and put it in cached mTunings"));
+    EXPECT_TRUE(
+        logs.containsMessage("Load tuning[hp_tuning] from cache device[default_headphone], "
+                             "and put it in cached mTunings"));
     EXPECT_EQ("hp_tuning", tuning->getName());
     EXPECT_EQ(ENDPOINT_HEADPHONE, tuning->getEndpoint());
     EXPECT_TRUE(tuning->isMono());
@@ -422,7 +421,7 @@ TEST_F(ProviderTest, TuningsAreLoadedOnceAndServedFromTheCache) {
     logs.clear();
     EXPECT_EQ(tuning, provider->loadTuningForDevice("default_headphone"));
     EXPECT_TRUE(logs.containsMessage(
-            "Found existing tuning[hp_tuning] from cache device[default_headphone]"));
+        "Found existing tuning[hp_tuning] from cache device[default_headphone]"));
     // Another device with the same tuning shares the cached record.
     provider->loadDeviceTuningsForPort(PORT_USB);
     EXPECT_EQ(tuning, provider->loadTuningForDevice("default_usb"));
@@ -440,8 +439,9 @@ TEST_F(ProviderTest, ReloadReplacesTheCachedDevicesAndTunings) {
 
     logs.clear();
     provider->reloadCachedDeviceTunings();
-    EXPECT_TRUE(logs.contains("VlrDatabaseProvider", ANDROID_LOG_DEBUG,
-                              "Clear cached device tuning Port[headphone]:Device[default_headphone]"));
+    EXPECT_TRUE(
+        logs.contains("VlrDatabaseProvider", ANDROID_LOG_DEBUG,
+                      "Clear cached device tuning Port[headphone]:Device[default_headphone]"));
     std::vector<std::string> names;
     for (DeviceTuning* d : provider->loadDeviceTuningsForPort(PORT_HEADPHONE)) {
         names.push_back(d->getDevice());
@@ -452,8 +452,9 @@ TEST_F(ProviderTest, ReloadReplacesTheCachedDevicesAndTunings) {
     logs.clear();
     Tuning* reloaded = provider->loadTuningForDevice("default_headphone");
     ASSERT_NE(nullptr, reloaded);
-    EXPECT_TRUE(logs.containsMessage("Load tuning[hp_tuning] from cache device[default_headphone], "
-                                     "and put it in cached mTunings"));
+    EXPECT_TRUE(
+        logs.containsMessage("Load tuning[hp_tuning] from cache device[default_headphone], "
+                             "and put it in cached mTunings"));
     Tuning* studio = provider->loadTuningForDevice("studio");
     ASSERT_NE(nullptr, studio);
     EXPECT_EQ("spk_tuning", studio->getName());

@@ -46,7 +46,8 @@ SecondConnection::~SecondConnection() {
 std::vector<Row> SecondConnection::query(const std::string& sql) const {
     std::vector<Row> rows;
     sqlite3_stmt* statement = nullptr;
-    if (mDb == nullptr || sqlite3_prepare_v2(mDb, sql.c_str(), -1, &statement, nullptr) != SQLITE_OK) {
+    if (mDb == nullptr ||
+        sqlite3_prepare_v2(mDb, sql.c_str(), -1, &statement, nullptr) != SQLITE_OK) {
         sqlite3_finalize(statement);
         return rows;
     }

@@ -17,7 +17,7 @@ namespace velora::testing {
 // reports it (the text as prepared, before it steps for the first time). Statements that
 // fail to prepare never run and so are not recorded.
 class StatementTrace {
-public:
+  public:
     explicit StatementTrace(sqlite3* db);
     ~StatementTrace();
     StatementTrace(const StatementTrace&) = delete;
@@ -28,7 +28,7 @@ public:
     // The recorded statements that begin with prefix, in order.
     std::vector<std::string> startingWith(const std::string& prefix) const;
 
-private:
+  private:
     static int onTrace(unsigned type, void* context, void* statement, void* text);
 
     sqlite3* mDb;
@@ -41,7 +41,7 @@ using Row = std::map<std::string, std::optional<std::string>>;
 // A connection of its own to a database file, independent of the one under test, so that
 // what the code under test wrote is checked in the file and not in its caches.
 class SecondConnection {
-public:
+  public:
     explicit SecondConnection(const std::string& path, bool readOnly = true);
     ~SecondConnection();
     SecondConnection(const SecondConnection&) = delete;
@@ -58,7 +58,7 @@ public:
     // The tables of the database, sorted.
     std::vector<std::string> tables() const;
 
-private:
+  private:
     sqlite3* mDb = nullptr;
 };
 

@@ -2,11 +2,10 @@
  * Copyright (C) 2026 The Velora Project
  * Licensed under the Apache License, Version 2.0.
  */
-#include "store/TextHelpers.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "store/TextHelpers.h"
 #include "testutil/LogCapture.h"
 
 namespace velora {
