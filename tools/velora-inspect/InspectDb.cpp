@@ -181,7 +181,7 @@ int inspect_db(const std::vector<std::string>& args, std::ostream& out, std::ost
         std::string list;
         for (const std::string& table : missing) list += (list.empty() ? "" : ", ") + table;
         return fail(err, path + " is not a settings database: missing table" +
-                                 (missing.size() == 1 ? " " : "s ") + list);
+                             (missing.size() == 1 ? " " : "s ") + list);
     }
 
     out << "Settings database " << path << "\n\n";
@@ -190,7 +190,7 @@ int inspect_db(const std::vector<std::string>& args, std::ostream& out, std::ost
         std::string error;
         if (!read_rows(db, DatabaseHelper::kTableNames[type], &rows, &error)) {
             return fail(err, std::string("cannot read ") + DatabaseHelper::kTableNames[type] +
-                                     ": " + error);
+                                 ": " + error);
         }
         sort_rows(static_cast<TableType>(type), &rows);
         print_table(static_cast<TableType>(type), rows, out);
@@ -199,17 +199,17 @@ int inspect_db(const std::vector<std::string>& args, std::ostream& out, std::ost
 }
 
 const Subcommand kDbSubcommand = {
-        "db",
-        "FILE",
-        "print the tables of a settings database (kiv_sqlite3.db)",
-        "usage: velora-inspect db FILE\n"
-        "\n"
-        "Prints every table of a settings database as the service stored it. The\n"
-        "configuration table is shown as key = value lines; record rows are shown under\n"
-        "their copy (default, custom, oem) and keys, sorted by those, each stored value as\n"
-        "its text (NULL where the record had no value). The file is opened read-only.\n"
-        "Exits with 1 when the file cannot be read or is not a settings database.\n",
-        inspect_db,
+    "db",
+    "FILE",
+    "print the tables of a settings database (kiv_sqlite3.db)",
+    "usage: velora-inspect db FILE\n"
+    "\n"
+    "Prints every table of a settings database as the service stored it. The\n"
+    "configuration table is shown as key = value lines; record rows are shown under\n"
+    "their copy (default, custom, oem) and keys, sorted by those, each stored value as\n"
+    "its text (NULL where the record had no value). The file is opened read-only.\n"
+    "Exits with 1 when the file cannot be read or is not a settings database.\n",
+    inspect_db,
 };
 
 }  // namespace velora::inspect
