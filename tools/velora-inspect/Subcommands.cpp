@@ -4,6 +4,7 @@
  */
 #include "tools/velora-inspect/Subcommands.h"
 
+#include "tools/velora-inspect/InspectDb.h"
 #include "tools/velora-inspect/InspectEffect.h"
 #include "tools/velora-inspect/InspectTuning.h"
 
@@ -13,6 +14,7 @@ const std::vector<const Subcommand*>& subcommands() {
     // A new subcommand adds its own source file and one line here.
     static const std::vector<const Subcommand*> kSubcommands = {
         &kTuningSubcommand,
+        &kDbSubcommand,
         &kEffectSubcommand,
     };
     return kSubcommands;
