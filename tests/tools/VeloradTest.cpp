@@ -336,6 +336,12 @@ TEST_F(VeloradTest, KilledWatcherIsDroppedAndTheOthersKeepReceiving) {
     ASSERT_EQ(0, ctl({"off"}).status);
     EXPECT_EQ(std::vector<std::string>{hex({0, 0, 0})}, survivor.changes(1));
     EXPECT_EQ(std::string::npos, daemonLog().find("Call client failed")) << daemonLog();
+
+    // Interrupted, a watcher unregisters instead of dying.
+    survivor.process().signal(SIGINT);
+    EXPECT_EQ(0, survivor.process().wait(kEventTimeout));
+    EXPECT_TRUE(waitForLog("client uid 8000 type 0 unregistered")) << daemonLog();
+    EXPECT_EQ(std::string::npos, daemonLog().find("binderDied : client uid 8000")) << daemonLog();
 }
 
 TEST_F(VeloradTest, SigtermSavesAndTheNextDaemonFindsEverySetting) {

@@ -130,6 +130,7 @@ Status VeloraRpcService::RegisterClient(ServerContext* context, const rpc::Clien
     stream->closedBy(&reason);
     switch (reason) {
         case StreamCallback::Close::Unregistered:
+            ALOGI("client uid %u type %d unregistered", stream->getUid(), stream->getType());
             return Status::OK;
         case StreamCallback::Close::Shutdown:
             return unavailable();
