@@ -1,0 +1,112 @@
+/*
+ * Copyright (C) 2026 The Velora Project
+ * Licensed under the Apache License, Version 2.0.
+ */
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "tools/veloractl/CommandLine.h"
+#include "tools/veloractl/ExternalParameter.h"
+#include "tools/veloractl/JsonValue.h"
+#include "tools/veloractl/PackedBuffer.h"
+#include "tools/veloractl/TextParsing.h"
+#include "tools/veloractl/UpdateDecoder.h"
+
+namespace velora {
+namespace {
+
+TEST(VeloractlTextTest, NumbersMustBeWholeAndInRange) {
+    int value = 0;
+    EXPECT_TRUE(parse_int("-576", &value));
+    EXPECT_EQ(-576, value);
+    EXPECT_TRUE(parse_int("010", &value));
+    EXPECT_EQ(10, value) << "a leading zero is no octal on a command line";
+    EXPECT_TRUE(parse_int("0x10", &value));
+    EXPECT_EQ(16, value);
+    for (const char* bad : {"", " 1", "12abc", "1.5", "2147483648", "--1"}) {
+        EXPECT_FALSE(parse_int(bad, &value)) << bad;
+    }
+}
+
+TEST(VeloractlTextTest, CodesPortsAndParametersByNameOrNumber) {
+    uint32_t code = 0;
+    EXPECT_TRUE(parse_four_cc("ADEV", &code));
+    EXPECT_EQ(0x41444556u, code);
+    EXPECT_EQ("RLTF", four_cc_text(0x524c5446));
+    EXPECT_FALSE(parse_four_cc("ADE", &code));
+    EXPECT_FALSE(parse_four_cc("AD V", &code));
+
+    int port = -1;
+    EXPECT_TRUE(parse_port("internal-speaker", &port));
+    EXPECT_EQ(0, port);
+    EXPECT_TRUE(parse_port("USB", &port));
+    EXPECT_EQ(5, port);
+    EXPECT_FALSE(parse_port("7", &port));
+    EXPECT_FALSE(parse_port("-1", &port));
+
+    ASSERT_NE(nullptr, ExternalParameter::find("Volume_Leveler_Enable"));
+    EXPECT_EQ(103, ExternalParameter::find("Volume_Leveler_Enable")->id);
+    EXPECT_EQ(110, ExternalParameter::find("110")->id);
+    EXPECT_EQ(nullptr, ExternalParameter::find("100"));
+    EXPECT_EQ(nullptr, ExternalParameter::find("113"));
+    for (const ExternalParameter& parameter : ExternalParameter::kTable) {
+        EXPECT_EQ(&parameter, ExternalParameter::find(parameter.name));
+    }
+}
+
+TEST(VeloractlTextTest, OptionsAnywhereButNegativeValuesStayArguments) {
+    const char* argv[] = {"veloractl", "set",  "--json", "0",  "geq-gains",
+                          "-5",        "--port", "usb",  "--", "--json"};
+    CommandLine line;
+    ASSERT_TRUE(line.parse(10, argv)) << line.error();
+    EXPECT_EQ("set", line.command);
+    EXPECT_EQ((std::vector<std::string>{"0", "geq-gains", "-5", "--json"}), line.arguments);
+    EXPECT_TRUE(line.json);
+    EXPECT_EQ("usb", line.port.value_or(""));
+
+    const char* missing[] = {"veloractl", "status", "--socket"};
+    CommandLine bad;
+    EXPECT_FALSE(bad.parse(3, missing));
+    EXPECT_EQ("option --socket needs a value", bad.error());
+}
+
+TEST(VeloractlTextTest, PackedGetPutsTheCommandInByteThree) {
+    const std::string request = packed_get_request(kGetProfileCount, 0, 0);
+    ASSERT_EQ(12u, request.size());
+    EXPECT_EQ(std::string("\0\0\0\x03", 4), request.substr(0, 4));
+    EXPECT_EQ(0x35, packed_profile_port(3, 5));
+    EXPECT_EQ(std::string("\0\0\0\x0a", 4), packed_set_buffer(kSetSelectedProfile, {2}).substr(0, 4));
+}
+
+TEST(VeloractlTextTest, TheAppliedEchoDiffersInWordOneOnly) {
+    const std::string sent = pack_words({0x01000000, 0, 1, 107, 9});
+    EXPECT_TRUE(is_applied_echo(sent, pack_words({0x01000000, 42, 1, 107, 9})));
+    EXPECT_FALSE(is_applied_echo(sent, pack_words({0x01000000, 0, 1, 107, 8})));
+    EXPECT_FALSE(is_applied_echo(sent, pack_words({0x01000000, 0, 1, 107})));
+}
+
+TEST(VeloractlTextTest, CallbacksAreDecodedByShape) {
+    DecodedUpdate set = decode_update(pack_words({0x01000000, 0, 2, 103, 1}));
+    EXPECT_EQ("set-parameter", set.kind);
+    EXPECT_EQ("profile 2: volume-leveler-enable (103) = 1", set.summary);
+
+    DecodedUpdate registered = decode_update(pack_words({0x72656763, 1, 4242}));
+    EXPECT_EQ("client-registered", registered.kind);
+
+    EXPECT_EQ("tuning-device", decode_update("default_usb").kind);
+    EXPECT_EQ("no-data", decode_update("").kind);
+    DecodedUpdate raw = decode_update(std::string("\x01\x02", 2));
+    EXPECT_EQ("bytes", raw.kind);
+    EXPECT_NE(std::string::npos, raw.json.dump().find("\"bytes\":\"0102\""));
+}
+
+TEST(VeloractlTextTest, JsonStringsStayValidForAnyBytes) {
+    JsonValue value = JsonValue::object();
+    value.set("name", std::string("a\"b\\c\n\x01\xe9", 8)).set("n", -3).set("ok", true);
+    EXPECT_EQ("{\"name\":\"a\\\"b\\\\c\\n\\u0001\\u00e9\",\"n\":-3,\"ok\":true}", value.dump());
+}
+
+}  // namespace
+}  // namespace velora
