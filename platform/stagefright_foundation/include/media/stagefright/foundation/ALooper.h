@@ -35,7 +35,8 @@ struct ALooper : public RefBase {
 
     ALooper();
 
-    // The thread's name (the kernel keeps its first 15 characters).
+    // The name of the looper's thread (the kernel keeps its first 15 characters), given to the
+    // thread by the next start(). getName()'s text stays valid until the next setName().
     void setName(const char* name);
     const char* getName() const;
 
