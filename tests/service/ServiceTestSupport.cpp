@@ -77,6 +77,15 @@ Bytes CallbackLog::last() const {
     return mBuffers.empty() ? Bytes() : mBuffers.back();
 }
 
+android::sp<MockKptCallbacks> make_recording_client(CallbackLog& log) {
+    android::sp<MockKptCallbacks> client = new ::testing::NiceMock<MockKptCallbacks>();
+    ON_CALL(*client, onPexParamUpdate(::testing::_))
+        .WillByDefault([&log](const ::android::hardware::hidl_vec<uint8_t>& data) {
+            return log.record(data);
+        });
+    return client;
+}
+
 Bytes words_to_bytes(std::initializer_list<int32_t> words) {
     return words_to_bytes(std::vector<int32_t>(words));
 }

@@ -12,6 +12,7 @@
 #include <hidl/Status.h>
 #include <utils/Condition.h>
 #include <utils/Mutex.h>
+#include <utils/StrongPointer.h>
 #include <vendor/velora/hardware/kpt/2.0/IKptCallbacks.h>
 
 #include <cstdint>
@@ -75,6 +76,9 @@ class CallbackLog {
     android::Condition mArrived;
     std::vector<Bytes> mBuffers;
 };
+
+// A client that records every callback in log (which must outlive it) and answers success.
+android::sp<MockKptCallbacks> make_recording_client(CallbackLog& log);
 
 // The bytes of 32-bit words in native order, as a client packs them.
 Bytes words_to_bytes(std::initializer_list<int32_t> words);
