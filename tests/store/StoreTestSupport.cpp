@@ -7,19 +7,16 @@
 namespace velora::testing {
 
 StatementTrace::StatementTrace(sqlite3* db) : mDb(db) {
-    if (mDb != nullptr) sqlite3_trace_v2(mDb, SQLITE_TRACE_STMT, &StatementTrace::onTrace, this);
+    sqlite3_trace_v2(mDb, SQLITE_TRACE_STMT, &StatementTrace::onTrace, this);
 }
 
-StatementTrace::~StatementTrace() {
-    if (mDb != nullptr) sqlite3_trace_v2(mDb, 0, nullptr, nullptr);
-}
+StatementTrace::~StatementTrace() { sqlite3_trace_v2(mDb, 0, nullptr, nullptr); }
 
-int StatementTrace::onTrace(unsigned type, void* context, void* statement, void* text) {
-    if (type != SQLITE_TRACE_STMT) return 0;
-    auto* self = static_cast<StatementTrace*>(context);
-    // The text as prepared, not the "--" comment SQLite reports for triggers.
-    const char* sql = sqlite3_sql(static_cast<sqlite3_stmt*>(statement));
-    self->mStatements.push_back(sql != nullptr ? sql : static_cast<const char*>(text));
+int StatementTrace::onTrace(unsigned type, void* context, void* statement, void* /*text*/) {
+    if (type == SQLITE_TRACE_STMT) {
+        const char* sql = sqlite3_sql(static_cast<sqlite3_stmt*>(statement));
+        static_cast<StatementTrace*>(context)->mStatements.push_back(sql != nullptr ? sql : "");
+    }
     return 0;
 }
 
@@ -32,36 +29,31 @@ std::vector<std::string> StatementTrace::startingWith(const std::string& prefix)
 }
 
 SecondConnection::SecondConnection(const std::string& path, bool readOnly) {
-    int flags = readOnly ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE;
-    if (sqlite3_open_v2(path.c_str(), &mDb, flags, nullptr) != SQLITE_OK) {
+    if (sqlite3_open_v2(path.c_str(), &mDb, readOnly ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE,
+                        nullptr) != SQLITE_OK) {
         sqlite3_close_v2(mDb);
         mDb = nullptr;
     }
 }
 
-SecondConnection::~SecondConnection() {
-    if (mDb != nullptr) sqlite3_close_v2(mDb);
-}
+SecondConnection::~SecondConnection() { sqlite3_close_v2(mDb); }
 
 std::vector<Row> SecondConnection::query(const std::string& sql) const {
     std::vector<Row> rows;
     sqlite3_stmt* statement = nullptr;
-    if (mDb == nullptr ||
-        sqlite3_prepare_v2(mDb, sql.c_str(), -1, &statement, nullptr) != SQLITE_OK) {
-        sqlite3_finalize(statement);
-        return rows;
-    }
-    while (sqlite3_step(statement) == SQLITE_ROW) {
-        Row row;
-        for (int i = 0; i < sqlite3_column_count(statement); ++i) {
-            const char* name = sqlite3_column_name(statement, i);
-            if (sqlite3_column_type(statement, i) == SQLITE_NULL) {
-                row[name] = std::nullopt;
-            } else {
-                row[name] = reinterpret_cast<const char*>(sqlite3_column_text(statement, i));
+    if (mDb != nullptr &&
+        sqlite3_prepare_v2(mDb, sql.c_str(), -1, &statement, nullptr) == SQLITE_OK) {
+        while (sqlite3_step(statement) == SQLITE_ROW) {
+            Row row;
+            for (int i = 0; i < sqlite3_column_count(statement); ++i) {
+                const unsigned char* text = sqlite3_column_text(statement, i);
+                row[sqlite3_column_name(statement, i)] =
+                    text == nullptr
+                        ? std::nullopt
+                        : std::optional<std::string>(reinterpret_cast<const char*>(text));
             }
+            rows.push_back(row);
         }
-        rows.push_back(row);
     }
     sqlite3_finalize(statement);
     return rows;
@@ -74,15 +66,6 @@ int SecondConnection::exec(const std::string& sql) const {
 std::vector<std::string> SecondConnection::columns(const std::string& table) const {
     std::vector<std::string> names;
     for (const Row& row : query("PRAGMA table_info(" + table + ")")) {
-        names.push_back(row.at("name").value_or(""));
-    }
-    return names;
-}
-
-std::vector<std::string> SecondConnection::tables() const {
-    std::vector<std::string> names;
-    for (const Row& row :
-         query("SELECT name FROM sqlite_master WHERE type='table' ORDER BY name")) {
         names.push_back(row.at("name").value_or(""));
     }
     return names;

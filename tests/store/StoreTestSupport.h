@@ -13,9 +13,8 @@
 
 namespace velora::testing {
 
-// Records the text of every statement that a connection runs, as SQLite's statement trace
-// reports it (the text as prepared, before it steps for the first time). Statements that
-// fail to prepare never run and so are not recorded.
+// Records the text of every statement a connection runs, as SQLite's statement trace reports
+// it (the text as prepared). Statements that fail to prepare never run and are not recorded.
 class StatementTrace {
   public:
     explicit StatementTrace(sqlite3* db);
@@ -35,11 +34,11 @@ class StatementTrace {
     std::vector<std::string> mStatements;
 };
 
-// One row of a table as a second connection sees it: column name to text, nullopt for NULL.
+// One row as a second connection sees it: column name to text, nullopt for NULL.
 using Row = std::map<std::string, std::optional<std::string>>;
 
-// A connection of its own to a database file, independent of the one under test, so that
-// what the code under test wrote is checked in the file and not in its caches.
+// A connection of its own to a database file, so that what the code under test wrote is
+// checked in the file and not in that code's own caches.
 class SecondConnection {
   public:
     explicit SecondConnection(const std::string& path, bool readOnly = true);
@@ -47,23 +46,17 @@ class SecondConnection {
     SecondConnection(const SecondConnection&) = delete;
     SecondConnection& operator=(const SecondConnection&) = delete;
 
-    bool isOpen() const { return mDb != nullptr; }
-    sqlite3* handle() const { return mDb; }
-    // Every row of a query; an empty vector when the statement fails.
+    // Every row of a query; empty when the statement fails.
     std::vector<Row> query(const std::string& sql) const;
-    // Runs a statement; SQLite's result code.
     int exec(const std::string& sql) const;
-    // The names of a table's columns in order.
+    // The names of a table's columns in order; empty for a missing table.
     std::vector<std::string> columns(const std::string& table) const;
-    // The tables of the database, sorted.
-    std::vector<std::string> tables() const;
 
   private:
     sqlite3* mDb = nullptr;
 };
 
-// The value text of a row's column; "<NULL>" for NULL and "<absent>" for a missing column,
-// so that expectations read as plain texts.
+// The text of a row's column: "<NULL>" for NULL, "<absent>" for a column the row lacks.
 std::string cell(const Row& row, const std::string& column);
 
 }  // namespace velora::testing
