@@ -154,7 +154,7 @@ const Controller::Command Controller::kCommands[] = {
          "Lists every profile with its id and name, marks the selected one and those the user\n"
          "has changed from the tuning file's defaults.\n",
          {}, true, &Controller::cmdProfiles},
-        {"profile", "profile select PROFILE | profile reset PROFILE",
+        {"profile", "profile select|reset PROFILE",
          "select a profile, or reset one to its defaults",
          "select: makes PROFILE the selected profile (packed set command 10).\n"
          "reset:  gives PROFILE back the tuning file's defaults (packed set command 12).\n"
@@ -224,20 +224,20 @@ const Controller::Command* Controller::findCommand(const std::string& name) {
     return nullptr;
 }
 
-void Controller::printUsage() const {
+void Controller::printUsage(std::ostream& out) const {
     std::string text =
             "veloractl: talk to velorad, the host's Velora settings service.\n\n"
             "Usage: veloractl (--root DIR | --socket PATH) [--json] COMMAND [ARGS...]\n\n"
             "Commands:\n";
     for (const Command& command : kCommands) {
         char line[160];
-        std::snprintf(line, sizeof(line), "  %-44s %s\n", command.usage, command.summary);
+        std::snprintf(line, sizeof(line), "  %-41s %s\n", command.usage, command.summary);
         text += line;
     }
     text += std::string("\n") + kCommonOptions +
             "\nExit status: 0 done, 1 refused or failed, 2 bad command line, 3 daemon "
             "unreachable.\n";
-    std::cout << text;
+    out << text;
 }
 
 void Controller::printCommandHelp(const Command& command) const {
@@ -277,10 +277,10 @@ int Controller::clientFailure() const {
 int Controller::run() {
     if (mLine.command.empty()) {
         if (mLine.help) {
-            printUsage();
+            printUsage(std::cout);
             return EXIT_OK;
         }
-        printUsage();
+        printUsage(std::cerr);
         return EXIT_USAGE;
     }
     const Command* command = findCommand(mLine.command);
@@ -898,7 +898,7 @@ int Controller::cmdReloadTuning() {
 
 int Controller::cmdHelp() {
     if (mLine.arguments.empty()) {
-        printUsage();
+        printUsage(std::cout);
         return EXIT_OK;
     }
     const Command* command = findCommand(mLine.arguments[0]);

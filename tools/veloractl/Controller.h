@@ -5,6 +5,7 @@
 #pragma once
 
 #include <memory>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -41,7 +42,7 @@ private:
     static const Command kCommands[];
 
     static const Command* findCommand(const std::string& name);
-    void printUsage() const;
+    void printUsage(std::ostream& out) const;
     void printCommandHelp(const Command& command) const;
 
     // Output: one JSON document per result with --json, text otherwise.
