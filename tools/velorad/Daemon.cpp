@@ -34,7 +34,6 @@ constexpr auto kShutdownGrace = std::chrono::seconds(2);
 
 int fail(const std::string& message) {
     ALOGE("%s", message.c_str());
-    std::fprintf(stderr, "velorad: %s\n", message.c_str());
     return 1;
 }
 
