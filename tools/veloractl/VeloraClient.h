@@ -41,8 +41,9 @@ struct CallError {
 // own.
 class VeloraClient {
 public:
-    // Answer buffer for parameter values: far more than any parameter's length.
-    static constexpr uint32_t kValuesAnswerLength = 4096;
+    // Answer buffer for parameter values: far more than any parameter's length, because a
+    // stored vector gains a trailing element each time the settings are saved and read back.
+    static constexpr uint32_t kValuesAnswerLength = 64 * 1024;
 
     VeloraClient(std::string socketPath, std::chrono::milliseconds timeout);
 
