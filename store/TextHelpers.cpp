@@ -17,7 +17,11 @@ std::string int2string(int value) {
 }
 
 int string2int(const std::string& text) {
-    std::istringstream stream(text);
+    // One stream per thread, reset for every text: building a stream (its locale and facets)
+    // costs many times the extraction itself, and start-up converts every stored number.
+    thread_local std::istringstream stream;
+    stream.clear();
+    stream.str(text);
     int value = 0;
     if (!(stream >> value)) return 0;
     return value;

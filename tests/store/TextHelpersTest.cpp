@@ -21,6 +21,17 @@ TEST(TextHelpersTest, StoredVectorsReadBackWithOneTrailingZero) {
     EXPECT_THAT(split_string("a::b", "::"), ElementsAre("a", "b"));
 }
 
+TEST(TextHelpersTest, NumbersReadAsAStreamReadsThemWhateverCameBefore) {
+    EXPECT_EQ(12, string2int("  12abc"));
+    EXPECT_EQ(3, string2int("+3"));
+    EXPECT_EQ(0, string2int("x"));
+    EXPECT_EQ(7, string2int("7"));  // after a failed read
+    EXPECT_EQ(0, string2int("2147483648"));
+    EXPECT_EQ(-2147483647 - 1, string2int("-2147483648"));
+    EXPECT_EQ(0, string2int(""));
+    EXPECT_EQ(-4, string2int("-4"));  // after reading an empty text to its end
+}
+
 TEST(TextHelpersTest, ValueOfAKeyValueLine) {
     EXPECT_EQ("1", get_string_values("mono=true"));
     EXPECT_EQ("0", get_string_values("readonly=false"));
