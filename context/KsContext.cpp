@@ -283,6 +283,18 @@ Profile* KsContext::getProfile(int profileId) const {
     return getProfileContext_l(profileId)->getProfile();
 }
 
+std::string KsContext::getProfileName(int profileId) const {
+    Mutex::Autolock lock(mLock);
+    Profile* profile = getProfileContext_l(profileId)->getProfile();
+    return profile != nullptr ? profile->getName() : std::string();
+}
+
+PresetType KsContext::getProfileIeqPreset(int profileId) const {
+    Mutex::Autolock lock(mLock);
+    Profile* profile = getProfileContext_l(profileId)->getProfile();
+    return profile != nullptr ? profile->getSelectedIeqPreset() : PRESET_OFF;
+}
+
 Profile* KsContext::getDefaultProfile(int profileId) {
     Mutex::Autolock lock(mLock);
     return getProfileContext_l(profileId)->getDefaults()->getProfile();
@@ -523,6 +535,12 @@ Tuning* KsContext::getSelectedTuning(Port port) const {
     Mutex::Autolock lock(mLock);
     auto it = mSelectedTunings.find(port);
     return it == mSelectedTunings.end() ? nullptr : it->second;
+}
+
+bool KsContext::isSelectedTuningMono(Port port) const {
+    Mutex::Autolock lock(mLock);
+    auto it = mSelectedTunings.find(port);
+    return it != mSelectedTunings.end() && it->second != nullptr && it->second->isMono();
 }
 
 bool KsContext::setSelectedTuning(Port port, const std::string& device, bool forced) {

@@ -20,6 +20,7 @@
 #include "model/Endpoint.h"
 #include "model/Parameter.h"
 #include "model/Port.h"
+#include "model/PresetType.h"
 
 namespace velora {
 
@@ -89,6 +90,11 @@ class KsContext {
     void setSelectedProfile(int profileId);
 
     Profile* getProfile(int profileId) const;
+    // Copies of fields of the live records, taken under the lock, for readers on other
+    // threads than the one that changes the state (a reset rewrites the name, a tuning reload
+    // frees the tunings).
+    std::string getProfileName(int profileId) const;
+    PresetType getProfileIeqPreset(int profileId) const;
     Profile* getDefaultProfile(int profileId);
     GeqPreset* getProfileGeq(int profileId) const;
     ProfileEndpoint* getProfileEndpoint(Endpoint endpoint) const;
@@ -128,6 +134,8 @@ class KsContext {
     std::string getDefaultTuningDevice(Port port) const;
     std::string getSelectedTuningDevice(Port port) const;
     Tuning* getSelectedTuning(Port port) const;
+    // Whether the tuning in force on the port is a mono one; false without a tuning.
+    bool isSelectedTuningMono(Port port) const;
     // Selects the device's tuning for the port; forced announces it even when the tuning in
     // force has the same name. Returns false, changing nothing, for a device the port does
     // not offer or whose tuning cannot be loaded.
