@@ -17,7 +17,6 @@
 #include "model/AndroidDevice.h"
 #include "model/Endpoint.h"
 #include "model/Profile.h"
-#include "model/Tuning.h"
 #include "service/ParameterAdapter.h"
 
 namespace velora {
@@ -170,8 +169,7 @@ std::string KsManager::getProfileName(int id) {
         ALOGE("Invalid Profile Id!");
         return "";
     }
-    Profile* profile = mContext->getProfile(id);
-    return profile != nullptr ? profile->getName() : "";
+    return mContext->getProfileName(id);
 }
 
 int KsManager::getProfileNameLen(int id) {
@@ -251,15 +249,9 @@ bool KsManager::endpointForPort(int port, int* endpoint) {
         return false;
     }
     auto found = kPortNameToEndpoint.find(kPortNames[port]);
-    if (found != kPortNameToEndpoint.end()) {
-        *endpoint = found->second;
-        return true;
-    }
-    // A port without a fixed endpoint ("usb") uses the settings of the endpoint its tuning in
-    // force was made for, which is what the effect applies on that port; without a tuning it
-    // is treated as a headset, the common USB output.
-    Tuning* tuning = mContext->getSelectedTuning(static_cast<Port>(port));
-    *endpoint = tuning != nullptr ? tuning->getEndpoint() : ENDPOINT_HEADPHONE;
+    // "usb" has no endpoint of its own; USB outputs are headsets and earphones far more often
+    // than speakers, so they use the headphone settings, as the shipped tunings of the port do.
+    *endpoint = found != kPortNameToEndpoint.end() ? found->second : ENDPOINT_HEADPHONE;
     return true;
 }
 
@@ -310,14 +302,10 @@ bool KsManager::setSelectedTuning(Port port, const std::string& device) {
 }
 
 bool KsManager::isMonoInternalSpeaker() {
-    Tuning* tuning = mContext->getSelectedTuning(PORT_INTERNAL_SPEAKER);
-    return tuning != nullptr && tuning->isMono();
+    return mContext->isSelectedTuningMono(PORT_INTERNAL_SPEAKER);
 }
 
 int KsManager::internalSpeakerTuningValue(Parameter parameter, int fallback) {
-    if (mContext->getSelectedTuning(PORT_INTERNAL_SPEAKER) == nullptr) {
-        return fallback;
-    }
     std::vector<int> values =
         mContext->getSelectedTuningParameter(PORT_INTERNAL_SPEAKER, parameter);
     return values.empty() ? fallback : values[0];

@@ -18,7 +18,6 @@
 #include <vector>
 
 #include "context/KsContext.h"
-#include "model/IeqPreset.h"
 #include "model/PresetType.h"
 #include "service/KsManager.h"
 #include "service/PackedBuffer.h"
@@ -531,13 +530,11 @@ status_t VeloraManagerService::dump(int fd, const Vector<String16>& /*args*/) {
     dprintf(fd, "KIV Status : %s\n", mKsManager->getKsOn() ? "ON" : "OFF");
     const int profile = mKsManager->getSelectedProfile();
     dprintf(fd, "Profile ID : %d\n", profile);
-    // The preset in force: id 104 writes the selection but reads back no value of its own.
-    velora::IeqPreset* preset = mKsManager->getKsContext()->getSelectedProfileIeq();
-    const char* presetName = "unknown";
-    if (preset != nullptr && preset->getType() >= 0 &&
-        preset->getType() < velora::kPresetTypeCount) {
-        presetName = velora::kPresetTypeNames[preset->getType()];
-    }
+    // The profile's selected preset (what id 104 writes; reading 104 gives no value back).
+    const int preset = mKsManager->getKsContext()->getProfileIeqPreset(profile);
+    const char* presetName = preset >= 0 && preset < velora::kPresetTypeCount
+                                 ? velora::kPresetTypeNames[preset]
+                                 : "unknown";
     dprintf(fd, "Profile IEQ Preset : %s\n", presetName);
     const std::vector<int> dialog = mKsManager->getParameter(profile, kDialogEnhancerId);
     const char* dialogState = dialog.empty() ? "unknown" : (dialog[0] ? "ON" : "OFF");

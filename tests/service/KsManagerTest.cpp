@@ -181,7 +181,7 @@ TEST_F(KsManagerTest, PortParametersGoToThePortsEndpoint) {
     EXPECT_EQ(endpoint(0, ENDPOINT_OTHER, dialog_enhancer_amount), Values{16});
     EXPECT_EQ(mManager.getProfilePortParameter(0, PORT_MIRACAST, 108), Values{16});
     EXPECT_EQ(first(mManager.getProfilePortParameter(0, PORT_INTERNAL_SPEAKER, 108)), 6);
-    // USB has no fixed endpoint: it follows its tuning, a headphone one in this file.
+    // USB has no endpoint of its own and uses the headphone settings.
     EXPECT_EQ(mManager.getProfilePortParameter(0, PORT_USB, 108), Values{3});
 
     EXPECT_FALSE(mManager.setProfilePortParameter(5, PORT_HDMI, 108, {1}));
