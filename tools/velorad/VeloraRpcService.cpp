@@ -83,17 +83,19 @@ Status VeloraRpcService::RegisterClient(ServerContext* context, const rpc::Clien
     Status status;
     if (stopping(&status)) return status;
     sp<StreamCallback> stream = new StreamCallback(request->type(), request->uid());
-    const int result = mService->registerClient(stream, request->type(), request->uid());
-    if (result == -EEXIST) {
-        return Status(StatusCode::ALREADY_EXISTS,
-                      "registry key " + std::to_string(stream->getKey()) +
-                              " (uid + type) is held by another client");
-    }
-    if (result != 0) {
-        return Status(StatusCode::INTERNAL,
-                      "registerClient failed: " + std::to_string(result));
-    }
+    // Listed before the service knows it, so that an unregistration that follows at once
+    // finds the stream to end.
     addStream(stream);
+    const int result = mService->registerClient(stream, request->type(), request->uid());
+    if (result != 0) {
+        removeStream(stream);
+        if (result == -EEXIST) {
+            return Status(StatusCode::ALREADY_EXISTS,
+                          "registry key " + std::to_string(stream->getKey()) +
+                                  " (uid + type) is held by another client");
+        }
+        return Status(StatusCode::INTERNAL, "registerClient failed: " + std::to_string(result));
+    }
     ALOGI("client uid %u type %d connected (key %u)", stream->getUid(), stream->getType(),
           stream->getKey());
 
