@@ -73,8 +73,7 @@ int KsManager::init() {
         }
     }
 
-    mSessionId = 0;
-    createPexEffect(mSessionId);
+    createPexEffect(/*session=*/0);
     mEffect->setEnabled(true);
 
     std::vector<int> version(kEffectVersionWords, 0);
@@ -99,7 +98,15 @@ void KsManager::createPexEffect(int session) {
     if (session < 0) {
         ALOGE("PEX effect with specified session Id (%d) is less than zero", session);
     }
+    PexEffect* old = mEffect;
     mEffect = new PexEffect(session, kEffectName);
+    mSessionId = session;
+    // A controller that sends through the old handle moves to the new one (which gets the
+    // whole state) before the old one goes, so it never holds a handle that no longer exists.
+    if (old != nullptr && mController != nullptr && mContext != nullptr) {
+        mController->setPexEffect(*mEffect, *mContext);
+    }
+    delete old;
 }
 
 bool KsManager::validateKsEffect() {
@@ -111,15 +118,8 @@ bool KsManager::validateKsEffect() {
 }
 
 bool KsManager::recreateKsEffect() {
-    PexEffect* old = mEffect;
     createPexEffect(mSessionId);
-    // The controller switches to the new handle (and sends the whole state through it) before
-    // the old one goes, so it never holds a handle that no longer exists.
-    if (mController != nullptr && mContext != nullptr) {
-        mController->setPexEffect(*mEffect, *mContext);
-    }
     mEffect->setEnabled(true);
-    delete old;
     return true;
 }
 

@@ -91,6 +91,24 @@ TEST(KsManagerStartTest, DestroyedManagerLeavesTheStateUsable) {
     context.setSelectedProfile(context.getSelectedProfile()->getProfileId() == 0 ? 1 : 0);
 }
 
+TEST_F(KsManagerTest, RecreatedEffectGetsTheWholeStateAndKeepsServing) {
+    // Nothing was sent since start-up: the loaded state is still pending.
+    EXPECT_TRUE(stored_param(DEVICE_OUT_SPEAKER, "VBON").empty());
+    EXPECT_TRUE(mManager.recreateKsEffect());
+    EXPECT_FALSE(stored_param(DEVICE_OUT_SPEAKER, "VBON").empty());
+    EXPECT_FALSE(stored_param(DEVICE_OUT_WIRED_HEADPHONE, "DVLE").empty());
+    // Later changes go through the new handle (the old one is gone).
+    ASSERT_TRUE(mManager.setParameter(0, 108, {2}));
+    EXPECT_EQ(stored_param(DEVICE_OUT_SPEAKER, "DEA"), std::vector<int32_t>{2});
+
+    LogCapture log;
+    mManager.createPexEffect(-3);
+    EXPECT_TRUE(log.contains("KsManager", ANDROID_LOG_ERROR,
+                             "PEX effect with specified session Id (-3) is less than zero"));
+    ASSERT_TRUE(mManager.setParameter(0, 108, {5}));
+    EXPECT_EQ(stored_param(DEVICE_OUT_SPEAKER, "DEA"), std::vector<int32_t>{5});
+}
+
 TEST_F(KsManagerTest, BassSwitchAlsoDrivesTheVirtualBass) {
     ASSERT_TRUE(mManager.setParameter(0, 111, {0}));
     EXPECT_EQ(speaker(0, bass_enhancer_enable), Values{0});
