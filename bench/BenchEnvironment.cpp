@@ -25,6 +25,14 @@ BenchEnvironment& BenchEnvironment::get() {
     return environment;
 }
 
+BenchEnvironment::Configure BenchEnvironment::measureFor(double seconds) const {
+    // Apply() takes a plain function, so the few durations in use have one each.
+    if (mOnce) return [](benchmark::internal::Benchmark* b) { b->Iterations(1); };
+    if (mBrief) return [](benchmark::internal::Benchmark* b) { b->MinTime(0.01); };
+    if (seconds >= 4.0) return [](benchmark::internal::Benchmark* b) { b->MinTime(4.0); };
+    return [](benchmark::internal::Benchmark* b) { b->MinTime(2.0); };
+}
+
 std::string BenchEnvironment::sourceDir() { return VELORA_SOURCE_DIR; }
 
 std::string BenchEnvironment::exampleFile() const {

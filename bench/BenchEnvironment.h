@@ -4,6 +4,8 @@
  */
 #pragma once
 
+#include <benchmark/benchmark.h>
+
 #include <functional>
 #include <map>
 #include <string>
@@ -22,8 +24,15 @@ class BenchEnvironment {
     // takes; its numbers are not for reading.
     bool brief() const { return mBrief; }
     void setBrief(bool brief) { mBrief = brief; }
-    // Seconds a benchmark measures for at least (shorter in a brief run).
-    double minTime(double full) const { return mBrief ? 0.01 : full; }
+    // Every benchmark makes exactly one measured call, for counting the instructions of one
+    // operation under valgrind (callgrind) rather than timing it.
+    bool once() const { return mOnce; }
+    void setOnce(bool once) { mOnce = once; }
+
+    // How long a benchmark measures: `seconds` at least in a full run, a hundredth of a
+    // second in a brief one, and one single iteration when once() is set. For Apply().
+    using Configure = void (*)(benchmark::internal::Benchmark*);
+    Configure measureFor(double seconds) const;
 
     // The velorad program, for the memory figures; empty when the build has none.
     const std::string& velorad() const { return mVelorad; }
@@ -48,6 +57,7 @@ class BenchEnvironment {
     BenchEnvironment() = default;
 
     bool mBrief = false;
+    bool mOnce = false;
     std::string mVelorad;
     std::string mWorkDir;
     std::map<int, std::string> mFiles;

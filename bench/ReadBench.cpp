@@ -135,7 +135,8 @@ void get_floor(benchmark::State& state, int command) {
 const Registrar registrar([] {
     // A fixed number of reads each: enough for a 99th percentile, and the same for the
     // figure and its floor.
-    const int64_t reads = BenchEnvironment::get().brief() ? 1000 : 200000;
+    const BenchEnvironment& env = BenchEnvironment::get();
+    const int64_t reads = env.once() ? 1 : env.brief() ? 1000 : 200000;
     for (int command : {0, 1, 10}) {
         benchmark::RegisterBenchmark(("get/command:" + std::to_string(command)).c_str(), get,
                                      command)

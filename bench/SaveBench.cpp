@@ -124,12 +124,12 @@ const Registrar registrar([] {
         benchmark::RegisterBenchmark(("save/x" + std::to_string(scale)).c_str(), save, scale)
             ->UseManualTime()
             ->Unit(benchmark::kMillisecond)
-            ->MinTime(env.minTime(2.0));
+            ->Apply(env.measureFor(2.0));
         benchmark::RegisterBenchmark(("save_floor/x" + std::to_string(scale)).c_str(), save_floor,
                                      scale)
             ->UseManualTime()
             ->Unit(benchmark::kMillisecond)
-            ->MinTime(env.minTime(2.0));
+            ->Apply(env.measureFor(2.0));
     }
 });
 

@@ -174,27 +174,27 @@ void warm_start_floor(benchmark::State& state, int scale) {
 const Registrar registrar([] {
     const BenchEnvironment& env = BenchEnvironment::get();
     for (int scale : {1, 4, 16}) {
-        double coldTime = env.minTime(scale == 16 ? 4.0 : 2.0);
+        double coldTime = scale == 16 ? 4.0 : 2.0;
         benchmark::RegisterBenchmark(("cold_start/x" + std::to_string(scale)).c_str(), cold_start,
                                      scale)
             ->UseManualTime()
             ->Unit(benchmark::kMillisecond)
-            ->MinTime(coldTime);
+            ->Apply(env.measureFor(coldTime));
         benchmark::RegisterBenchmark(("cold_start_floor/x" + std::to_string(scale)).c_str(),
                                      cold_start_floor, scale)
             ->UseManualTime()
             ->Unit(benchmark::kMillisecond)
-            ->MinTime(coldTime);
+            ->Apply(env.measureFor(coldTime));
         benchmark::RegisterBenchmark(("warm_start/x" + std::to_string(scale)).c_str(), warm_start,
                                      scale)
             ->UseManualTime()
             ->Unit(benchmark::kMillisecond)
-            ->MinTime(env.minTime(2.0));
+            ->Apply(env.measureFor(2.0));
         benchmark::RegisterBenchmark(("warm_start_floor/x" + std::to_string(scale)).c_str(),
                                      warm_start_floor, scale)
             ->UseManualTime()
             ->Unit(benchmark::kMillisecond)
-            ->MinTime(env.minTime(2.0));
+            ->Apply(env.measureFor(2.0));
     }
 });
 

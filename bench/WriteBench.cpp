@@ -157,22 +157,22 @@ const Registrar registrar([] {
     benchmark::RegisterBenchmark("write_floor", write_floor)
         ->UseManualTime()
         ->Unit(benchmark::kMicrosecond)
-        ->MinTime(env.minTime(2.0));
+        ->Apply(env.measureFor(2.0));
     benchmark::RegisterBenchmark("write_sustained_floor", write_sustained_floor)
         ->UseManualTime()
         ->Unit(benchmark::kMillisecond)
-        ->MinTime(env.minTime(2.0));
+        ->Apply(env.measureFor(2.0));
     for (int clients : {1, 4}) {
         benchmark::RegisterBenchmark(("write/clients:" + std::to_string(clients)).c_str(), write,
                                      clients)
             ->UseManualTime()
             ->Unit(benchmark::kMicrosecond)
-            ->MinTime(env.minTime(2.0));
+            ->Apply(env.measureFor(2.0));
         benchmark::RegisterBenchmark(("write_sustained/clients:" + std::to_string(clients)).c_str(),
                                      write_sustained, clients)
             ->UseManualTime()
             ->Unit(benchmark::kMillisecond)
-            ->MinTime(env.minTime(2.0));
+            ->Apply(env.measureFor(2.0));
     }
 });
 

@@ -7,6 +7,8 @@
 //
 // Options besides Google Benchmark's own (--benchmark_filter=..., --benchmark_format=json):
 //   --brief            run every benchmark a few times only, to prove they all still work
+//   --once             one measured call per benchmark (for counting instructions under
+//                      valgrind --tool=callgrind; see scripts/bench.sh --instructions)
 //   --summary=FILE     also write the closing table (markdown) to FILE
 //   --velorad=PATH     the daemon to measure peak memory of (default: the one built with it)
 //   --log              keep the service's informational log lines (off: they go to stderr on
@@ -37,6 +39,8 @@ int main(int argc, char** argv) {
     for (int i = 0; i < argc; ++i) {
         if (strcmp(argv[i], "--brief") == 0) {
             env.setBrief(true);
+        } else if (strcmp(argv[i], "--once") == 0) {
+            env.setOnce(true);
         } else if (strncmp(argv[i], "--summary=", 10) == 0) {
             summaryFile = argv[i] + 10;
         } else if (strncmp(argv[i], "--velorad=", 10) == 0) {
