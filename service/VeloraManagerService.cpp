@@ -113,7 +113,8 @@ VeloraManagerService::~VeloraManagerService() {
         clients = mNotificationClients;
         mNotificationClients.clear();
     }
-    // A callback keeps its death recipient; unlinking breaks the cycle between the two.
+    // The callbacks may outlive the service (their transport holds them): they drop their
+    // links to recipients that no longer have a registry to leave.
     for (size_t i = 0; i < clients.size(); ++i) {
         const sp<NotificationClient>& client = clients.valueAt(i);
         client->getCallback()->unlinkToDeath(client);
