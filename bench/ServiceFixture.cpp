@@ -29,6 +29,11 @@ int& current_scale() {
 constexpr unsigned kFirstUid = 10000;
 constexpr int kClientType = 0;
 
+// Command 1 for external id 107 (the intelligent equalizer amount) of profile 0.
+constexpr int32_t kSetParameter = 0x01000000;
+constexpr int32_t kIeqAmountId = 107;
+constexpr int32_t kFirstValue = 7;
+
 }  // namespace
 
 ServiceFixture* ServiceFixture::get(int scale, int clients) {
@@ -68,7 +73,12 @@ bool ServiceFixture::start() {
             return false;
         }
     }
-    return mService->isInitialized() && drain();
+    if (!mService->isInitialized() || !drain()) return false;
+    // The first change after start-up carries every loaded parameter to the effect; one
+    // write here fills the parameter store, so every measured write, and every floor commit
+    // into the same store, publishes the state a running device has.
+    const int32_t firstWrite[5] = {kSetParameter, 0, 0, kIeqAmountId, kFirstValue};
+    return mService->setPexParam(firstWrite, sizeof(firstWrite)) == 0 && drain();
 }
 
 ServiceFixture::~ServiceFixture() {

@@ -79,3 +79,12 @@ for scale in 1 16; do
     row "Save, ${scale}x" "^save/x${scale}/" KsManager::saveKsStateAndSettings \
         "^save_floor/x${scale}/" RawDatabase::rewrite
 done
+# A client write: what the event loop spends per write in a burst of 1000 (the service's own
+# start-up messages, counted alone through a benchmark that only starts it, taken off), beside
+# the floor's worker thread per buffer (1000 and the one that opens the store).
+burst=$(count "^write_sustained/clients:1/" EventHandler::onMessageReceived)
+setup=$(count "^get/command:0/" EventHandler::onMessageReceived)
+floor=$(count "^write_sustained_floor/" HandOff::run)
+awk -v f="$burst" -v s="$setup" -v b="$floor" 'BEGIN {
+    w = (f - s) / 1000; h = b / 1001
+    printf "| Client write, 1 client (per write) | %.1f k | %.1f k | %.2f× |\n", w / 1e3, h / 1e3, w / h }'
