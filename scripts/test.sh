@@ -4,6 +4,8 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 preset="${1:-default}"
+# Compiler cache entries keyed relative to the checkout, so another clone reuses them.
+export CCACHE_BASEDIR="$(pwd)"
 
 bash scripts/install-deps.sh
 cmake --preset "$preset"
