@@ -25,112 +25,43 @@ namespace {
 constexpr const char* kDefaultCustomName = "default";
 
 // The layout of one table: the record's own fields (column name and the key of the line of
-// the record's storage text that fills it), then the parameter columns, whose key is the
-// column name itself. The configuration table has its own two columns and no record.
+// the record's storage text that fills it), then one column per parameter of the record's
+// valid set. The set is ordered by parameter value, which is the alphabetical order of the
+// column names, so the columns come out exactly in the order the storage text lists the
+// values. The configuration and device-tuning tables hold no parameters.
 struct TableLayout {
     std::vector<std::pair<const char*, const char*>> ownColumns;
-    std::vector<const char*> parameterColumns;
+    const std::set<Parameter>* parameters;
 };
+
+// An IEQ preset's ieq_id is its own type, which the storage text leaves out and the
+// preset_type column holds; it has no column of its own.
+bool has_column(Parameter parameter) { return parameter != ieq_id; }
 
 const TableLayout& layout_of(TableType type) {
     static const TableLayout kLayouts[kTableCount] = {
         // configuration
-        {{}, {}},
+        {{}, nullptr},
         // ieq_presets
-        {{{"preset_type", "type"}}, {"ieq_frequency", "ieq_target"}},
+        {{{"preset_type", "type"}}, &IeqPreset::kValidParams},
         // geq_presets
-        {{{"profile_id", "profileId"}}, {"geq_frequency", "geq_gain"}},
+        {{{"profile_id", "profileId"}}, &GeqPreset::kValidParams},
         // profiles
         {{{"profile_id", "profileId"},
           {"name", "name"},
           {"selected_ieq_preset_type", "selectedIeqPreset"},
           {"selected_geq_preset_id", "selectedGeqPreset"}},
-         {"custom_drc_metadata", "ieq_amount", "ieq_enable",
-          "mi_adaptive_virtualizer_steering_enable", "mi_dv_leveler_steering_enable",
-          "mi_ieq_steering_enable", "mi_surround_compressor_steering_enable",
-          "volume_modeler_enable"}},
+         &Profile::kValidParams},
         // profile_endpoints
-        {{{"profile_id", "profileId"}, {"endpoint", "endpoint"}},
-         {"bass_enhancer_enable",
-          "calibration_boost",
-          "dialog_enhancer_amount",
-          "dialog_enhancer_ducking",
-          "dialog_enhancer_enable",
-          "graphic_equalizer_enable",
-          "hearing_protection_attenuation_attack_time",
-          "hearing_protection_attenuation_release_time",
-          "hearing_protection_enable",
-          "hearing_protection_rms_attenuation_target",
-          "hearing_protection_rms_averaging_time_win_len",
-          "mi_virtualizer_binaural_steering_enable",
-          "peak_value",
-          "surround_boost",
-          "surround_decoder_enable",
-          "virtual_bass_enable",
-          "virtualizer_enable",
-          "virtualizer_start_band",
-          "volmax_boost",
-          "volume_leveler_amount",
-          "volume_leveler_enable",
-          "volume_leveler_in_target",
-          "volume_leveler_out_target"}},
+        {{{"profile_id", "profileId"}, {"endpoint", "endpoint"}}, &ProfileEndpoint::kValidParams},
         // tunings
         {{{"name", "name"},
           {"endpoint", "endpoint"},
           {"is_mono", "mono"},
           {"is_readonly", "readonly"}},
-         {"audio_optimizer_enable",
-          "audio_optimizer_frequency",
-          "audio_optimizer_gain_l",
-          "audio_optimizer_gain_ls",
-          "audio_optimizer_gain_r",
-          "audio_optimizer_gain_rs",
-          "bass_enhancer_boost",
-          "bass_enhancer_cutoff_frequency",
-          "bass_enhancer_width",
-          "bass_extraction_cutoff_frequency",
-          "bass_extraction_enable",
-          "bass_mbdrc_enable",
-          "bass_mbdrc_tuning",
-          "complex_equalizer_enable",
-          "complex_equalizer_tuning_left",
-          "complex_equalizer_tuning_left_surround",
-          "complex_equalizer_tuning_right",
-          "complex_equalizer_tuning_right_surround",
-          "height_filter_mode",
-          "orientation",
-          "output_channels",
-          "output_mix_matrix",
-          "regulator_distortion_slope",
-          "regulator_enable",
-          "regulator_frequency",
-          "regulator_isolated_band",
-          "regulator_overdrive",
-          "regulator_sibilance_suppress_amounts_left",
-          "regulator_sibilance_suppress_amounts_left_surround",
-          "regulator_sibilance_suppress_amounts_right",
-          "regulator_sibilance_suppress_amounts_right_surround",
-          "regulator_sibilance_suppress_enable",
-          "regulator_speaker_dist_enable",
-          "regulator_stress_amount",
-          "regulator_threshold_high",
-          "regulator_threshold_low",
-          "regulator_timbre_preservation",
-          "virtual_bass_mix_freq_high",
-          "virtual_bass_mix_freq_low",
-          "virtual_bass_mode",
-          "virtual_bass_overall_gain",
-          "virtual_bass_slope_gain",
-          "virtual_bass_src_freq_high",
-          "virtual_bass_src_freq_low",
-          "virtual_bass_subgains",
-          "virtualizer_front_speaker_angle",
-          "virtualizer_height_speaker_angle",
-          "virtualizer_surround_speaker_angle",
-          "volume_leveler_compressor_enable",
-          "volume_modeler_calibration"}},
+         &Tuning::kValidParams},
         // device_tunings
-        {{{"device", "device"}, {"port", "port"}, {"tuning_id", "tuning"}}, {}},
+        {{{"device", "device"}, {"port", "port"}, {"tuning_id", "tuning"}}, nullptr},
     };
     return kLayouts[type];
 }
@@ -196,7 +127,11 @@ std::vector<std::string> DatabaseHelper::getColumnNames(TableType type) {
     names.push_back("custom_name");
     const TableLayout& table = layout_of(type);
     for (const auto& own : table.ownColumns) names.push_back(own.first);
-    for (const char* column : table.parameterColumns) names.push_back(column);
+    if (table.parameters != nullptr) {
+        for (Parameter parameter : *table.parameters) {
+            if (has_column(parameter)) names.push_back(kParameterNames[parameter]);
+        }
+    }
     return names;
 }
 
@@ -298,7 +233,11 @@ void DatabaseHelper::insertRecordText(TableType table, const std::string& record
         fields.erase(field);
     };
     for (const auto& own : columns.ownColumns) append(own.second);
-    for (const char* parameter : columns.parameterColumns) append(parameter);
+    if (columns.parameters != nullptr) {
+        for (Parameter parameter : *columns.parameters) {
+            if (has_column(parameter)) append(kParameterNames[parameter]);
+        }
+    }
     sql.back() = ')';
 
     if (missing > 0) {
