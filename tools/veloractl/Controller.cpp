@@ -566,34 +566,48 @@ int Controller::cmdParams() {
     return EXIT_OK;
 }
 
-int Controller::cmdGet() {
-    if (mLine.arguments.size() != 2) return usageError("usage: get PROFILE PARAM [--port PORT]");
-    const ExternalParameter* parameter = ExternalParameter::find(mLine.arguments[1]);
-    if (!parameter) {
+// The PARAM argument and the --port option shared by get and set.
+int Controller::parseParameterAndPort(const ExternalParameter** parameter, int* port) const {
+    *parameter = ExternalParameter::find(mLine.arguments[1]);
+    if (!*parameter) {
         return usageError("unknown parameter '" + mLine.arguments[1] + "'; known: " +
                           parameter_names());
     }
-    int port = -1;
+    *port = -1;
     if (mLine.port) {
-        if (!parse_port(*mLine.port, &port)) {
+        if (!parse_port(*mLine.port, port)) {
             return usageError("unknown port '" + *mLine.port + "'; ports: " + port_names());
         }
-        if (!parameter->perEndpoint()) {
-            return usageError(std::string(parameter->name) +
+        if (!(*parameter)->perEndpoint()) {
+            return usageError(std::string((*parameter)->name) +
                               " is not kept per endpoint, so --port does not apply to it");
         }
     }
+    return EXIT_OK;
+}
+
+// Opens the session and resolves the PROFILE argument; on failure the session is closed.
+int Controller::openProfileSession(int port, int* profile, std::string* name) {
     if (!openSession()) return clientFailure();
-    int profile = 0;
-    std::string name;
-    if (!resolveProfile(mLine.arguments[0], &profile, &name)) {
+    if (!resolveProfile(mLine.arguments[0], profile, name)) {
         return closeSession(clientFailure());
     }
-    if (port >= 0 && profile > 15) {
+    if (port >= 0 && *profile > 15) {
         return closeSession(failure(EXIT_REFUSED,
                                     "a port value can be read for profiles 0 to 15 only (the "
                                     "request packs profile and port into one byte)"));
     }
+    return EXIT_OK;
+}
+
+int Controller::cmdGet() {
+    if (mLine.arguments.size() != 2) return usageError("usage: get PROFILE PARAM [--port PORT]");
+    const ExternalParameter* parameter = nullptr;
+    int port = -1;
+    if (int status = parseParameterAndPort(&parameter, &port); status != EXIT_OK) return status;
+    int profile = 0;
+    std::string name;
+    if (int status = openProfileSession(port, &profile, &name); status != EXIT_OK) return status;
     std::vector<int> values;
     if (!mClient->getPackedValues(profile, port, parameter->id, parameter->length, &values)) {
         return closeSession(clientFailure());
@@ -613,11 +627,9 @@ int Controller::cmdSet() {
     if (mLine.arguments.size() < 3) {
         return usageError("usage: set PROFILE PARAM VALUE... [--port PORT]");
     }
-    const ExternalParameter* parameter = ExternalParameter::find(mLine.arguments[1]);
-    if (!parameter) {
-        return usageError("unknown parameter '" + mLine.arguments[1] + "'; known: " +
-                          parameter_names());
-    }
+    const ExternalParameter* parameter = nullptr;
+    int port = -1;
+    if (int status = parseParameterAndPort(&parameter, &port); status != EXIT_OK) return status;
     std::vector<int> values;
     for (size_t i = 2; i < mLine.arguments.size(); ++i) {
         int value = 0;
@@ -633,27 +645,9 @@ int Controller::cmdSet() {
                           (parameter->length == 1 ? " value" : " values") + ", got " +
                           std::to_string(values.size()));
     }
-    int port = -1;
-    if (mLine.port) {
-        if (!parse_port(*mLine.port, &port)) {
-            return usageError("unknown port '" + *mLine.port + "'; ports: " + port_names());
-        }
-        if (!parameter->perEndpoint()) {
-            return usageError(std::string(parameter->name) +
-                              " is not kept per endpoint, so --port does not apply to it");
-        }
-    }
-    if (!openSession()) return clientFailure();
     int profile = 0;
     std::string name;
-    if (!resolveProfile(mLine.arguments[0], &profile, &name)) {
-        return closeSession(clientFailure());
-    }
-    if (port >= 0 && profile > 15) {
-        return closeSession(failure(EXIT_REFUSED,
-                                    "a port value can be read for profiles 0 to 15 only (the "
-                                    "request packs profile and port into one byte)"));
-    }
+    if (int status = openProfileSession(port, &profile, &name); status != EXIT_OK) return status;
     std::vector<int> words = port >= 0 ? std::vector<int>{profile, port, parameter->id}
                                        : std::vector<int>{profile, parameter->id};
     words.insert(words.end(), values.begin(), values.end());

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "tools/veloractl/CommandLine.h"
+#include "tools/veloractl/ExternalParameter.h"
 #include "tools/veloractl/JsonValue.h"
 #include "tools/veloractl/SignalWatcher.h"
 #include "tools/veloractl/VeloraClient.h"
@@ -69,6 +70,8 @@ private:
     int cmdProfiles();
     int cmdProfile();
     int cmdParams();
+    int parseParameterAndPort(const ExternalParameter** parameter, int* port) const;
+    int openProfileSession(int port, int* profile, std::string* name);
     int cmdGet();
     int cmdSet();
     int cmdDevices();
