@@ -13,26 +13,20 @@ namespace {
 
 using ::testing::ElementsAre;
 
-TEST(TextHelpersTest, StoredVectorsReadBackWithOneTrailingZero) {
+TEST(TextHelpersTest, StoredTextsReadBackAsTheStoreReadsThem) {
+    // Vectors come back with one trailing zero.
     EXPECT_THAT(string_2_int_vector("1,2,3,"), ElementsAre(1, 2, 3, 0));
     EXPECT_THAT(string_2_int_vector(""), ElementsAre(0));
     EXPECT_THAT(string_2_int_vector("-5,x, 4"), ElementsAre(-5, 0, 4));
     EXPECT_THAT(split_string("a\nb\n", "\n"), ElementsAre("a", "b", ""));
     EXPECT_THAT(split_string("a::b", "::"), ElementsAre("a", "b"));
-}
+    // Numbers read as a stream reads them, whatever the previous read left behind.
+    const std::pair<const char*, int> numbers[] = {
+        {"  12abc", 12}, {"+3", 3},         {"x", 0},
+        {"7", 7},        {"2147483648", 0}, {"-2147483648", -2147483647 - 1},
+        {"", 0},         {"-4", -4}};
+    for (const auto& [text, value] : numbers) EXPECT_EQ(value, string2int(text)) << text;
 
-TEST(TextHelpersTest, NumbersReadAsAStreamReadsThemWhateverCameBefore) {
-    EXPECT_EQ(12, string2int("  12abc"));
-    EXPECT_EQ(3, string2int("+3"));
-    EXPECT_EQ(0, string2int("x"));
-    EXPECT_EQ(7, string2int("7"));  // after a failed read
-    EXPECT_EQ(0, string2int("2147483648"));
-    EXPECT_EQ(-2147483647 - 1, string2int("-2147483648"));
-    EXPECT_EQ(0, string2int(""));
-    EXPECT_EQ(-4, string2int("-4"));  // after reading an empty text to its end
-}
-
-TEST(TextHelpersTest, ValueOfAKeyValueLine) {
     EXPECT_EQ("1", get_string_values("mono=true"));
     EXPECT_EQ("0", get_string_values("readonly=false"));
     EXPECT_EQ("a=b", get_string_values("name=a=b"));
