@@ -7,6 +7,7 @@
 
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "testutil/TempRoot.h"
@@ -16,13 +17,11 @@ namespace velora::inspect {
 namespace {
 
 TEST(InspectEffectTest, CodeIsTheIdsBytesUpperCased) {
-    EXPECT_EQ("DVLA", effect_code_of(0x616C7664));
-    EXPECT_EQ("VOL", effect_code_of(0x006C6F76));
-    EXPECT_EQ("CEQT", effect_code_of(0x74716563));
-    EXPECT_EQ("?", effect_code_of(0));
-    EXPECT_EQ("?", effect_code_of(0x12345678));  // not letters
-    EXPECT_EQ("?", effect_code_of(0x616C0064));  // a letter after a zero byte
-    EXPECT_EQ("?", effect_code_of(0x414C5644));  // upper case is not how ids are packed
+    // Not letters, a letter after a zero byte, and upper case (not how ids are packed): "?".
+    const std::vector<std::pair<uint32_t, std::string>> cases = {
+        {0x616C7664, "DVLA"}, {0x006C6F76, "VOL"}, {0x74716563, "CEQT"}, {0, "?"},
+        {0x12345678, "?"},    {0x616C0064, "?"},   {0x414C5644, "?"}};
+    for (const auto& c : cases) EXPECT_EQ(c.second, effect_code_of(c.first)) << c.first;
 }
 
 TEST(InspectEffectTest, PrintsWhatTheEffectWouldReadPerDevice) {

@@ -6,11 +6,11 @@
 #include <gtest/gtest.h>
 #include <vendor/velora/hardware/kpt/2.0/IKptCallbacks.h>
 
+#include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <functional>
+#include <future>
 #include <mutex>
-#include <string>
 #include <thread>
 #include <vector>
 
@@ -27,11 +27,7 @@ using ::vendor::velora::hardware::kpt::V2_0::IKptCallbacks;
 // A client callback as a client process would implement it.
 class Callbacks : public IKptCallbacks {
   public:
-    Return<void> onPexParamUpdate(const hidl_vec<uint8_t>& data) override {
-        received.push_back(data);
-        return Void();
-    }
-    std::vector<std::vector<uint8_t>> received;
+    Return<void> onPexParamUpdate(const hidl_vec<uint8_t>&) override { return Void(); }
 };
 
 class Recipient : public hidl_death_recipient {
@@ -43,13 +39,11 @@ class Recipient : public hidl_death_recipient {
     };
 
     std::function<void()> hook;
-
     void serviceDied(uint64_t cookie, const wp<IBase>& who) override {
         if (hook) hook();
         std::lock_guard<std::mutex> lock(mLock);
         mCalls.push_back(Call{cookie, who.promote(), std::this_thread::get_id()});
     }
-
     std::vector<Call> calls() {
         std::lock_guard<std::mutex> lock(mLock);
         return mCalls;
@@ -60,15 +54,38 @@ class Recipient : public hidl_death_recipient {
     std::vector<Call> mCalls;
 };
 
-TEST(LinkToDeathTest, DeathReachesEveryLinkOnceWithItsCookie) {
+TEST(LinkToDeathTest, DeathReachesEachLinkOnceAndNeverAnUnlinkedRecipient) {
     sp<Callbacks> client = new Callbacks();
     sp<Recipient> first = new Recipient();
     sp<Recipient> second = new Recipient();
+    sp<Recipient> unlinked = new Recipient();
+    sp<Recipient> later = new Recipient();
     ASSERT_TRUE(client->linkToDeath(first, 12).withDefault(false));
     ASSERT_TRUE(client->linkToDeath(second, 0x100000000ULL).withDefault(false));
+    ASSERT_TRUE(client->linkToDeath(unlinked, 1).withDefault(false));
+    ASSERT_TRUE(client->linkToDeath(unlinked, 2).withDefault(false));
+    ASSERT_TRUE(client->linkToDeath(later, 4).withDefault(false));
+    EXPECT_TRUE(client->unlinkToDeath(unlinked).withDefault(false));  // both of its links
+    EXPECT_FALSE(client->unlinkToDeath(unlinked).withDefault(true));
+    EXPECT_FALSE(client->linkToDeath(nullptr, 5).withDefault(true));
+    wp<Recipient> weak;
+    {
+        sp<Recipient> shortLived = new Recipient();
+        weak = shortLived;
+        ASSERT_TRUE(client->linkToDeath(shortLived, 6).withDefault(false));
+    }
+    EXPECT_EQ(nullptr, weak.promote());  // the link kept no strong reference
     EXPECT_FALSE(client->isDead());
 
-    // Declared dead by the transport on a thread of its own, twice.
+    // The first recipient unlinks a later one, and itself from inside its own call (no wait).
+    Return<bool> unlinkedLater = false;
+    Return<bool> unlinkedSelf = false;
+    first->hook = [&] {
+        unlinkedLater = client->unlinkToDeath(later);
+        unlinkedSelf = client->unlinkToDeath(first);
+    };
+    // Declared dead by the transport on a thread of its own, twice; the recipient that is
+    // gone is skipped.
     std::thread::id transportThread;
     std::thread transport([&] {
         transportThread = std::this_thread::get_id();
@@ -83,109 +100,38 @@ TEST(LinkToDeathTest, DeathReachesEveryLinkOnceWithItsCookie) {
     EXPECT_EQ(0x100000000ULL, second->calls()[0].cookie);
     EXPECT_EQ(sp<IBase>(client), first->calls()[0].who);
     EXPECT_EQ(transportThread, first->calls()[0].thread);
+    EXPECT_TRUE(unlinked->calls().empty());
+    EXPECT_TRUE(later->calls().empty());
+    EXPECT_TRUE(unlinkedLater.withDefault(false));
+    EXPECT_FALSE(unlinkedSelf.withDefault(true));
     EXPECT_TRUE(client->isDead());
 
     // A dead object links nothing, and a told recipient has nothing left to unlink.
     EXPECT_FALSE(client->linkToDeath(first, 13).withDefault(true));
-    EXPECT_FALSE(client->unlinkToDeath(first).withDefault(true));
-    EXPECT_EQ(1u, first->calls().size());
-}
-
-TEST(LinkToDeathTest, UnlinkedRecipientIsNeverCalled) {
-    sp<Callbacks> client = new Callbacks();
-    sp<Recipient> unlinked = new Recipient();
-    sp<Recipient> linked = new Recipient();
-    ASSERT_TRUE(client->linkToDeath(unlinked, 1).withDefault(false));
-    ASSERT_TRUE(client->linkToDeath(unlinked, 2).withDefault(false));
-    ASSERT_TRUE(client->linkToDeath(linked, 3).withDefault(false));
-    EXPECT_TRUE(client->unlinkToDeath(unlinked).withDefault(false));  // both of its links
-    EXPECT_FALSE(client->unlinkToDeath(unlinked).withDefault(true));
-    EXPECT_FALSE(client->linkToDeath(nullptr, 4).withDefault(true));
-
-    client->notifyDied();
-    EXPECT_TRUE(unlinked->calls().empty());
-    EXPECT_EQ(1u, linked->calls().size());
-}
-
-TEST(LinkToDeathTest, RecipientUnlinkedByAnEarlierRecipientIsNotCalled) {
-    sp<Callbacks> client = new Callbacks();
-    sp<Recipient> first = new Recipient();
-    sp<Recipient> later = new Recipient();
-    Return<bool> unlinkedLater = false;
-    Return<bool> unlinkedSelf = false;
-    first->hook = [&] {
-        unlinkedLater = client->unlinkToDeath(later);
-        unlinkedSelf = client->unlinkToDeath(first);  // from inside its own call: no wait
-    };
-    client->linkToDeath(first, 1).isOk();
-    client->linkToDeath(later, 2).isOk();
-
-    client->notifyDied();
-    EXPECT_EQ(1u, first->calls().size());
-    EXPECT_TRUE(later->calls().empty());
-    EXPECT_TRUE(unlinkedLater.withDefault(false));
-    EXPECT_FALSE(unlinkedSelf.withDefault(true));
+    EXPECT_FALSE(client->unlinkToDeath(second).withDefault(true));
+    EXPECT_EQ(1u, second->calls().size());
 }
 
 TEST(LinkToDeathTest, UnlinkWaitsForARunningNotification) {
     sp<Callbacks> client = new Callbacks();
     sp<Recipient> recipient = new Recipient();
-    std::mutex lock;
-    std::condition_variable changed;
-    bool entered = false;
-    bool finished = false;
+    std::promise<void> entered;
+    std::atomic<bool> finished{false};
     recipient->hook = [&] {
-        {
-            std::lock_guard<std::mutex> guard(lock);
-            entered = true;
-        }
-        changed.notify_all();
+        entered.set_value();
         volatile uint64_t sink = 0;  // work that outlasts an unlink that would not wait
         for (uint64_t i = 0; i < 20000000; ++i) sink = sink + i;
-        std::lock_guard<std::mutex> guard(lock);
         finished = true;
     };
     client->linkToDeath(recipient, 5).isOk();
     std::thread transport([&] { client->notifyDied(); });
-    {
-        std::unique_lock<std::mutex> guard(lock);
-        ASSERT_TRUE(changed.wait_for(guard, std::chrono::seconds(20), [&] { return entered; }));
-    }
+    ASSERT_EQ(std::future_status::ready, entered.get_future().wait_for(std::chrono::seconds(20)));
     // After unlink returns the owner may tear the recipient down: the call must be over.
     const bool wasLinked = client->unlinkToDeath(recipient).withDefault(true);
-    bool finishedAtUnlink;
-    {
-        std::lock_guard<std::mutex> guard(lock);
-        finishedAtUnlink = finished;
-    }
+    const bool finishedAtUnlink = finished;
     transport.join();
     EXPECT_TRUE(finishedAtUnlink);
     EXPECT_FALSE(wasLinked);
-}
-
-TEST(LinkToDeathTest, RecipientIsHeldWeakly) {
-    sp<Callbacks> client = new Callbacks();
-    wp<Recipient> weak;
-    {
-        sp<Recipient> shortLived = new Recipient();
-        weak = shortLived;
-        client->linkToDeath(shortLived, 1).isOk();
-    }
-    EXPECT_EQ(nullptr, weak.promote());  // the link kept no strong reference
-    client->notifyDied();                // and a recipient that is gone is skipped
-    EXPECT_TRUE(client->isDead());
-}
-
-TEST(KptCallbacksTest, ClientCallbackReceivesTheBytes) {
-    sp<IKptCallbacks> callbacks = new Callbacks();
-    const std::vector<uint8_t> bytes = {0, 0, 0, 1, 7, 0, 0, 0};
-    EXPECT_TRUE(callbacks->onPexParamUpdate(bytes).isOk());
-    EXPECT_TRUE(callbacks->onPexParamUpdate(hidl_vec<uint8_t>()).isOk());
-    auto* impl = static_cast<Callbacks*>(callbacks.get());
-    ASSERT_EQ(2u, impl->received.size());
-    EXPECT_EQ(bytes, impl->received[0]);
-    EXPECT_TRUE(impl->received[1].empty());
-    EXPECT_STREQ("vendor.velora.hardware.kpt@2.0::IKptCallbacks", IKptCallbacks::descriptor);
 }
 
 }  // namespace

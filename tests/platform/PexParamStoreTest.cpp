@@ -6,7 +6,8 @@
 #include <gtest/gtest.h>
 #include <pexparamstorage/PexParamFileReader.h>
 #include <pexparamstorage/PexParamStore.h>
-#include <sys/stat.h>
+#include <stdio.h>
+#include <sys/wait.h>
 
 #include <atomic>
 #include <filesystem>
@@ -17,6 +18,10 @@
 
 #include "common/SystemPaths.h"
 #include "testutil/TempRoot.h"
+
+#ifndef PEXPARAM_TEST_PROCESS
+#error "PEXPARAM_TEST_PROCESS must name the helper program"
+#endif
 
 namespace android {
 namespace {
@@ -44,6 +49,31 @@ Params take(KeyedVector<uint32_t, PexParamCache*>* caches) {
     return params;
 }
 
+// Every parameter of commit k holds k; later commits carry more parameters, so that the file
+// grows under the readers' mappings.
+void commit_numbered(PexParamStore& store, int commit) {
+    const std::vector<int32_t> values(4, commit);
+    for (uint32_t device : {kAllDevices, kSpeaker, kHeadphone}) {
+        for (PexParameterId id = 1; id <= static_cast<PexParameterId>(10 + commit / 5); ++id) {
+            ASSERT_EQ(0, store.setParam(device, id, values.data(), 4));
+        }
+    }
+    ASSERT_EQ(0, store.commitChange());
+}
+
+// Runs the helper program in a process of its own, its standard output on a pipe.
+FILE* start_helper(const std::string& args) {
+    return popen((std::string(PEXPARAM_TEST_PROCESS) + " " + args).c_str(), "r");
+}
+
+// Waits for the helper's end; returns its exit status and the rest of its output.
+int finish_helper(FILE* helper, std::string* rest) {
+    char line[256];
+    while (fgets(line, sizeof(line), helper) != nullptr) *rest += line;
+    const int status = pclose(helper);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128;
+}
+
 class PexParamStoreTest : public ::testing::Test {
   protected:
     PexParamStore& store = PexParamStore::getInstance();
@@ -53,15 +83,9 @@ class PexParamStoreTest : public ::testing::Test {
         return store.setParam(device, id, values.data(), static_cast<uint32_t>(values.size()));
     }
 
-    Params stored(int* generation = nullptr) {
+    Params stored(int* generation = nullptr, bool changedOnly = false) {
         KeyedVector<uint32_t, PexParamCache*> caches;
-        EXPECT_EQ(0, store.getStoredParams(&caches, /*changedOnly=*/false, generation));
-        return take(&caches);
-    }
-
-    Params changedSince(int* generation) {
-        KeyedVector<uint32_t, PexParamCache*> caches;
-        EXPECT_EQ(0, store.getStoredParams(&caches, /*changedOnly=*/true, generation));
+        EXPECT_EQ(0, store.getStoredParams(&caches, changedOnly, generation));
         return take(&caches);
     }
 
@@ -82,7 +106,10 @@ TEST_F(PexParamStoreTest, CommitPublishesEverythingStagedAtOnce) {
     ASSERT_EQ(0, set(kSpeaker, kVol, {-4}));
     ASSERT_EQ(0, set(kSpeaker, kCeqt, {}));
     ASSERT_EQ(0, set(kAllDevices, kDvla, {7, 8}));  // restaged: the last values count
-    EXPECT_TRUE(stored().empty());                  // nothing is visible before the commit
+    EXPECT_EQ(-EINVAL, store.setParam(kSpeaker, kVol, nullptr, 1));
+    EXPECT_EQ(-E2BIG,
+              store.setParam(kSpeaker, kVol, &generation, PexParamStore::kMaxValueCount + 1));
+    EXPECT_TRUE(stored().empty());  // nothing is visible before the commit
     EXPECT_TRUE(published().empty());
 
     ASSERT_EQ(0, store.commitChange());
@@ -95,29 +122,30 @@ TEST_F(PexParamStoreTest, CommitPublishesEverythingStagedAtOnce) {
     EXPECT_EQ(expected, published(&publishedGeneration));
     EXPECT_EQ(1, publishedGeneration);
 
-    // Later commits add to the state; every commit counts, even an empty one.
-    ASSERT_EQ(0, set(kHeadphone, kVol, {9}));
+    // Later commits add to the state, every commit counts (even an empty one), and a reader
+    // that mapped the file at its first size follows it as it grows.
+    PexParamFileReader reader(root.hostPath(kParamFile));
+    KeyedVector<uint32_t, PexParamCache*> caches;
+    ASSERT_EQ(0, reader.read(&caches, false, nullptr));
+    PexParamStore::releaseStoredParams(&caches);
+    const auto firstSize = std::filesystem::file_size(root.hostPath(kParamFile));
+    std::vector<int32_t> big(20000);
+    for (size_t i = 0; i < big.size(); ++i) big[i] = static_cast<int32_t>(i * 3);
+    ASSERT_EQ(0, set(kHeadphone, kVol, big));
     ASSERT_EQ(0, store.commitChange());
     ASSERT_EQ(0, store.commitChange());
+    EXPECT_GT(std::filesystem::file_size(root.hostPath(kParamFile)), firstSize);
     Params more = expected;
-    more[kHeadphone][kVol] = {9};
+    more[kHeadphone][kVol] = big;
     EXPECT_EQ(more, stored(&generation));
     EXPECT_EQ(3, generation);
-    EXPECT_EQ(more, published(&publishedGeneration));
+    ASSERT_EQ(0, reader.read(&caches, false, &publishedGeneration));
+    EXPECT_EQ(more, take(&caches));
     EXPECT_EQ(3, publishedGeneration);
-}
 
-TEST_F(PexParamStoreTest, RefusesValuesItCannotHold) {
-    EXPECT_EQ(-EINVAL, store.setParam(kSpeaker, kVol, nullptr, 1));
-    int32_t one = 1;
-    EXPECT_EQ(-E2BIG, store.setParam(kSpeaker, kVol, &one, PexParamStore::kMaxValueCount + 1));
-    EXPECT_EQ(0, store.setParam(kSpeaker, kVol, nullptr, 0));
-    ASSERT_EQ(0, store.commitChange());
-    EXPECT_EQ((Params{{kSpeaker, {{kVol, {}}}}}), stored());
-
-    KeyedVector<uint32_t, PexParamCache*> caches;
+    KeyedVector<uint32_t, PexParamCache*> none;
     EXPECT_EQ(-EINVAL, store.getStoredParams(nullptr, false, nullptr));
-    EXPECT_EQ(-EINVAL, store.getStoredParams(&caches, /*changedOnly=*/true, nullptr));
+    EXPECT_EQ(-EINVAL, store.getStoredParams(&none, /*changedOnly=*/true, nullptr));
 }
 
 TEST_F(PexParamStoreTest, ChangedOnlyGivesWhatChangedByValueSinceAGeneration) {
@@ -125,7 +153,7 @@ TEST_F(PexParamStoreTest, ChangedOnlyGivesWhatChangedByValueSinceAGeneration) {
     ASSERT_EQ(0, set(kAllDevices, kVol, {2}));
     ASSERT_EQ(0, store.commitChange());
     int seen = 0;
-    EXPECT_EQ((Params{{kAllDevices, {{kDvla, {1}}, {kVol, {2}}}}}), changedSince(&seen));
+    EXPECT_EQ((Params{{kAllDevices, {{kDvla, {1}}, {kVol, {2}}}}}), stored(&seen, true));
     EXPECT_EQ(1, seen);
 
     ASSERT_EQ(0, set(kAllDevices, kDvla, {1}));  // same values: not a change
@@ -134,9 +162,9 @@ TEST_F(PexParamStoreTest, ChangedOnlyGivesWhatChangedByValueSinceAGeneration) {
     ASSERT_EQ(0, store.commitChange());
     int since = seen;
     EXPECT_EQ((Params{{kAllDevices, {{kVol, {3}}}}, {kSpeaker, {{kCeqt, {4, 5}}}}}),
-              changedSince(&since));
+              stored(&since, true));
     EXPECT_EQ(2, since);
-    EXPECT_TRUE(changedSince(&since).empty());  // nothing new since
+    EXPECT_TRUE(stored(&since, true).empty());  // nothing new since
     EXPECT_EQ(2, since);
 
     // A reader that keeps its caches follows the store: they are updated in place.
@@ -161,7 +189,7 @@ TEST_F(PexParamStoreTest, ChangedOnlyGivesWhatChangedByValueSinceAGeneration) {
     EXPECT_EQ(3, since);
 }
 
-TEST_F(PexParamStoreTest, ANewRootIsANewStore) {
+TEST_F(PexParamStoreTest, ANewRootIsANewStoreAndAnOldRootsFileIsTakenOver) {
     ASSERT_EQ(0, set(kSpeaker, kVol, {1}));
     ASSERT_EQ(0, store.commitChange());
     {
@@ -180,30 +208,6 @@ TEST_F(PexParamStoreTest, ANewRootIsANewStore) {
     EXPECT_EQ(1, generation);
 }
 
-TEST_F(PexParamStoreTest, FileGrowsAndOpenReadersFollow) {
-    ASSERT_EQ(0, set(kAllDevices, kVol, {1}));
-    ASSERT_EQ(0, store.commitChange());
-    PexParamFileReader reader(root.hostPath(kParamFile));
-    KeyedVector<uint32_t, PexParamCache*> caches;
-    ASSERT_EQ(0, reader.read(&caches, false, nullptr));  // maps the file at its first size
-    PexParamStore::releaseStoredParams(&caches);
-    const auto firstSize = std::filesystem::file_size(root.hostPath(kParamFile));
-
-    std::vector<int32_t> big(20000);
-    for (size_t i = 0; i < big.size(); ++i) big[i] = static_cast<int32_t>(i * 3);
-    ASSERT_EQ(0, set(kSpeaker, kCeqt, big));
-    ASSERT_EQ(0, store.commitChange());
-    EXPECT_GT(std::filesystem::file_size(root.hostPath(kParamFile)), firstSize);
-
-    int generation = 0;
-    ASSERT_EQ(0, reader.read(&caches, false, &generation));
-    EXPECT_EQ(2, generation);
-    const Params params = take(&caches);
-    ASSERT_EQ(1u, params.count(kSpeaker));
-    EXPECT_EQ(big, params.at(kSpeaker).at(kCeqt));
-    EXPECT_EQ((std::vector<int32_t>{1}), params.at(kAllDevices).at(kVol));
-}
-
 TEST_F(PexParamStoreTest, CommitHoldsInProcessWhenTheFileCannotBeWrittenAndIsPublishedLater) {
     // The folder of the file is a plain file: nothing can be created below it.
     const std::string dir = root.hostPath("/data/vendor/velora");
@@ -219,79 +223,86 @@ TEST_F(PexParamStoreTest, CommitHoldsInProcessWhenTheFileCannotBeWrittenAndIsPub
     std::filesystem::remove(dir);
     ASSERT_EQ(0, set(kHeadphone, kVol, {6}));
     ASSERT_EQ(0, store.commitChange());
-    int publishedGeneration = 0;
     EXPECT_EQ((Params{{kSpeaker, {{kVol, {5}}}}, {kHeadphone, {{kVol, {6}}}}}),
-              published(&publishedGeneration));
-    EXPECT_EQ(2, publishedGeneration);
+              published(&generation));
+    EXPECT_EQ(2, generation);
 }
 
 TEST_F(PexParamStoreTest, ReaderRefusesWhatIsNotAParameterFile) {
     KeyedVector<uint32_t, PexParamCache*> caches;
-    PexParamFileReader missing(root.hostPath(kParamFile));
-    EXPECT_EQ(-ENOENT, missing.read(&caches, false, nullptr));
-
+    PexParamFileReader reader(root.hostPath(kParamFile));
+    EXPECT_EQ(-ENOENT, reader.read(&caches, false, nullptr));
     root.write(kParamFile, std::string(4096, 'x'));
-    PexParamFileReader garbage(root.hostPath(kParamFile));
-    EXPECT_EQ(-EBADMSG, garbage.read(&caches, false, nullptr));
+    EXPECT_EQ(-EBADMSG, reader.read(&caches, false, nullptr));
     root.write(kParamFile, "short");
-    EXPECT_EQ(-EBADMSG, garbage.read(&caches, false, nullptr));
+    EXPECT_EQ(-EBADMSG, reader.read(&caches, false, nullptr));
     EXPECT_EQ(0u, caches.size());
 
     // The store starts such a file over, and the same reader then reads it.
     ASSERT_EQ(0, set(kSpeaker, kVol, {1}));
     ASSERT_EQ(0, store.commitChange());
-    ASSERT_EQ(0, garbage.read(&caches, false, nullptr));
+    ASSERT_EQ(0, reader.read(&caches, false, nullptr));
     EXPECT_EQ((Params{{kSpeaker, {{kVol, {1}}}}}), take(&caches));
 }
 
-// One writer thread commits batches in which every parameter holds the commit's number, while
-// other threads read through the store and through the file: every read must show one commit.
-TEST_F(PexParamStoreTest, ConcurrentReadersNeverSeeHalfACommit) {
-    constexpr int kCommits = 400;
-    const std::vector<uint32_t> devices = {kAllDevices, kSpeaker, kHeadphone};
+// One writer commits batches in which every value holds the commit's number, while a thread
+// reads through the store: every read must show one whole commit.
+TEST_F(PexParamStoreTest, ConcurrentReaderNeverSeesHalfACommit) {
     std::atomic<bool> done{false};
     std::atomic<int> torn{0};
     std::atomic<int> reads{0};
-
-    auto check = [&](const Params& params, int generation) {
-        for (const auto& device : params) {
-            for (const auto& param : device.second) {
-                for (int32_t value : param.second) {
-                    if (value != generation) torn++;
+    std::thread reader([&] {
+        while (!done) {
+            int generation = 0;
+            for (const auto& device : stored(&generation)) {
+                for (const auto& param : device.second) {
+                    for (int32_t value : param.second) torn += value != generation;
                 }
             }
-        }
-        reads++;
-    };
-    std::thread storeReader([&] {
-        while (!done) {
-            int generation = 0;
-            KeyedVector<uint32_t, PexParamCache*> caches;
-            store.getStoredParams(&caches, false, &generation);
-            check(take(&caches), generation);
+            reads++;
         }
     });
-    std::thread fileReader([&] {
-        PexParamFileReader reader(store.getPublishedPath());
-        while (!done) {
-            int generation = 0;
-            KeyedVector<uint32_t, PexParamCache*> caches;
-            if (reader.read(&caches, false, &generation) == 0) check(take(&caches), generation);
-        }
-    });
-    for (int commit = 1; commit <= kCommits; ++commit) {
-        for (uint32_t device : devices) {
-            for (PexParameterId id = 1; id <= 20; ++id) {
-                ASSERT_EQ(0, set(device, id, std::vector<int32_t>(8, commit)));
-            }
-        }
-        ASSERT_EQ(0, store.commitChange());
-    }
+    for (int commit = 1; commit <= 400; ++commit) commit_numbered(store, commit);
     done = true;
-    storeReader.join();
-    fileReader.join();
+    reader.join();
     EXPECT_EQ(0, torn.load());
     EXPECT_GT(reads.load(), 0);
+}
+
+TEST_F(PexParamStoreTest, ReaderInAnotherProcessNeverSeesATornCommit) {
+    commit_numbered(store, 1);
+    constexpr int kLast = 1000;
+    FILE* reader = start_helper("read '" + store.getPublishedPath() + "' " + std::to_string(kLast));
+    ASSERT_NE(nullptr, reader);
+    char line[256] = {};
+    ASSERT_NE(nullptr, fgets(line, sizeof(line), reader));
+    ASSERT_STREQ("ready\n", line);  // the reader has mapped the file
+    for (int commit = 2; commit <= kLast; ++commit) commit_numbered(store, commit);
+
+    std::string output;
+    EXPECT_EQ(0, finish_helper(reader, &output)) << output;
+    EXPECT_EQ(0u, output.find("ok ")) << output;
+}
+
+TEST_F(PexParamStoreTest, CommitsOfTwoProcessesAddUp) {
+    ASSERT_EQ(0, set(kSpeaker, kVol, {1}));
+    ASSERT_EQ(0, store.commitChange());
+    std::string output;
+    FILE* other = start_helper("commit '" + root.path() + "' " + std::to_string(kHeadphone) + " " +
+                               std::to_string(kVol) + " 2 3");
+    ASSERT_NE(nullptr, other);
+    ASSERT_EQ(0, finish_helper(other, &output)) << output;
+
+    // The other process's commit is seen here, and this process's next commit keeps it.
+    int generation = 0;
+    EXPECT_EQ((Params{{kSpeaker, {{kVol, {1}}}}, {kHeadphone, {{kVol, {2, 3}}}}}),
+              stored(&generation));
+    EXPECT_EQ(2, generation);
+    ASSERT_EQ(0, set(kSpeaker, kDvla, {4}));
+    ASSERT_EQ(0, store.commitChange());
+    EXPECT_EQ((Params{{kSpeaker, {{kVol, {1}}, {kDvla, {4}}}}, {kHeadphone, {{kVol, {2, 3}}}}}),
+              published(&generation));
+    EXPECT_EQ(3, generation);
 }
 
 }  // namespace

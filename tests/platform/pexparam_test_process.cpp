@@ -7,8 +7,8 @@
 //   pexparam_test_process read FILE LAST_GENERATION
 //       Reads the published file over and over until it shows LAST_GENERATION, checking that
 //       every read is one whole commit of the test's writer (which stores the commit's number
-//       in every value). Prints "ready" after its first read, then "ok reads=R generations=G",
-//       or what was wrong.
+//       in every value). Prints "ready" after its first read, then "ok reads=R", or what was
+//       wrong.
 //   pexparam_test_process commit ROOT DEVICE ID VALUE...
 //       Commits one parameter through this process's own store under the filesystem root ROOT.
 #include <pexparamstorage/PexParamFileReader.h>
@@ -17,7 +17,6 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include <string>
 #include <vector>
 
 #include "common/SystemPaths.h"
@@ -26,54 +25,36 @@ namespace {
 
 using android::KeyedVector;
 using android::PexParamCache;
-using android::PexParamFileReader;
 using android::PexParamStore;
 
 int read_until(const char* path, int last) {
-    PexParamFileReader reader(path);
+    android::PexParamFileReader reader(path);
     int previous = -1;
     long reads = 0;
-    long generations = 0;
-    bool ready = false;
-    for (;;) {
+    for (int generation = 0; generation < last; ++reads) {
         KeyedVector<uint32_t, PexParamCache*> caches;
-        int generation = 0;
         const int err = reader.read(&caches, /*changedOnly=*/false, &generation);
         if (err != 0) {
             printf("error %d (%s)\n", err, strerror(-err));
             return 2;
         }
-        int status = 0;
-        if (generation < previous) {
-            printf("generation went back from %d to %d\n", previous, generation);
-            status = 1;
-        }
-        for (size_t i = 0; i < caches.size() && status == 0; ++i) {
+        int torn = 0;
+        for (size_t i = 0; i < caches.size(); ++i) {
             for (const auto& param : *caches.valueAt(i)) {
-                for (int32_t value : param.second) {
-                    if (value != generation) {
-                        printf("torn commit: generation %d, device 0x%x id 0x%x holds %d\n",
-                               generation, caches.keyAt(i), param.first, value);
-                        status = 1;
-                        break;
-                    }
-                }
-                if (status != 0) break;
+                for (int32_t value : param.second) torn += value != generation;
             }
         }
         PexParamStore::releaseStoredParams(&caches);
-        if (status != 0) return status;
-        reads++;
-        if (generation != previous) generations++;
-        previous = generation;
-        if (!ready) {
-            printf("ready\n");
-            fflush(stdout);
-            ready = true;
+        if (torn != 0 || generation < previous) {
+            printf("torn commit: generation %d (after %d), %d values off\n", generation, previous,
+                   torn);
+            return 1;
         }
-        if (generation >= last) break;
+        if (previous < 0) printf("ready\n");
+        fflush(stdout);
+        previous = generation;
     }
-    printf("ok reads=%ld generations=%ld\n", reads, generations);
+    printf("ok reads=%ld\n", reads);
     return 0;
 }
 
@@ -85,21 +66,15 @@ int commit(int argc, char** argv) {
     for (int i = 5; i < argc; ++i)
         values.push_back(static_cast<int32_t>(strtol(argv[i], nullptr, 0)));
     PexParamStore& store = PexParamStore::getInstance();
-    if (store.setParam(device, id, values.data(), static_cast<uint32_t>(values.size())) != 0) {
-        return 1;
-    }
-    return store.commitChange() == 0 ? 0 : 1;
+    const int err = store.setParam(device, id, values.data(), static_cast<uint32_t>(values.size()));
+    return err == 0 && store.commitChange() == 0 ? 0 : 1;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc == 4 && strcmp(argv[1], "read") == 0) {
-        return read_until(argv[2], atoi(argv[3]));
-    }
-    if (argc >= 5 && strcmp(argv[1], "commit") == 0) {
-        return commit(argc, argv);
-    }
+    if (argc == 4 && strcmp(argv[1], "read") == 0) return read_until(argv[2], atoi(argv[3]));
+    if (argc >= 5 && strcmp(argv[1], "commit") == 0) return commit(argc, argv);
     fprintf(stderr, "usage: %s read FILE LAST_GENERATION | commit ROOT DEVICE ID VALUE...\n",
             argv[0]);
     return 64;
