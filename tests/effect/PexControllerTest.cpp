@@ -5,19 +5,18 @@
 #include <android/log.h>
 #include <gtest/gtest.h>
 
+#include <map>
 #include <memory>
 #include <set>
 #include <string>
 #include <vector>
 
-#include "BatchReader.h"
-#include "ExpectedCodes.h"
-#include "StoreReader.h"
+#include "EffectTestSupport.h"
 #include "common/SystemPaths.h"
 #include "context/KsContext.h"
 #include "context/KsContextManager.h"
+#include "effect/PexContext.h"
 #include "effect/PexController.h"
-#include "effect/PexEffect.h"
 #include "model/IeqPreset.h"
 #include "model/Profile.h"
 #include "model/ProfileEndpoint.h"
@@ -28,14 +27,7 @@
 namespace velora {
 namespace {
 
-using testing::BatchRecord;
-using testing::decode_batch;
-using testing::DecodedBatch;
-using testing::kOneToOne;
-using testing::read_published_file;
-using testing::read_store;
-using testing::StoredParams;
-using V = std::vector<int>;
+using namespace velora::testing;
 
 constexpr uint32_t kDvla = 0x616C7664;
 constexpr uint32_t kDom = 0x006D6F64;
@@ -43,19 +35,22 @@ constexpr uint32_t kGebs = 0x73626567;
 constexpr uint32_t kIeid = 0x64696569;
 constexpr int kDefaultDevice = 0x40000000;
 
-// Delivers to the real store, and keeps a copy of every batch it was handed.
-class RecordingEffect : public PexEffect {
-  public:
-    RecordingEffect() : PexEffect(0, "KsService") {}
-    int send(int command, std::vector<int>& data) override {
-        batches.push_back(decode_batch(data));
-        return PexEffect::send(command, data);
-    }
-    void setEnabled(bool enabled) override { this->enabled.push_back(enabled); }
+// Every port but "other" feeds a device of its own.
+TEST(PexContextTest, PortsFeedTheirOwnDevices) {
+    EXPECT_EQ((std::map<Port, AndroidDevice>{{PORT_INTERNAL_SPEAKER, AndroidDevice(2)},
+                                             {PORT_HDMI, AndroidDevice(0x400)},
+                                             {PORT_MIRACAST, AndroidDevice(0x8000)},
+                                             {PORT_HEADPHONE, AndroidDevice(8)},
+                                             {PORT_BLUETOOTH, AndroidDevice(0x80)},
+                                             {PORT_USB, AndroidDevice(0x4000)}}),
+              PexContext::kDeviceForPort);
+}
 
-    std::vector<DecodedBatch> batches;
-    std::vector<bool> enabled;
-};
+size_t count_one_to_one(const DecodedBatch& batch) {
+    size_t count = 0;
+    for (const auto& row : kOneToOne) count += batch.withId(row.id()).size();
+    return count;
+}
 
 // Start-up from the shipped example tuning file below a temporary root, as the service does
 // it, with the controller as the state's observer.
@@ -69,33 +64,37 @@ class PexControllerTest : public ::testing::Test {
         ASSERT_NE(nullptr, mContext);
         mController = std::make_unique<PexController>(2, mEffect);
     }
-
     void TearDown() override {
         if (mRegistered) mContext->unregisterObserver(mController.get());
-        mController.reset();
-        mManager.reset();
     }
-
-    void registerController() {
+    // Registers the controller, and unless asked not to, makes the first change and forgets
+    // its batch, so that a test starts from everything loaded being in the store.
+    void start(bool firstChange = true) {
         mContext->registerObserver(mController.get());
         mRegistered = true;
+        if (!firstChange) return;
+        changeLevelerAmount();
+        mEffect.batches.clear();
+        mGeneration = read_store().generation;
     }
-
     int selectedId() { return mContext->getSelectedProfile()->getProfileId(); }
-
-    // Changes the speaker volume leveler amount of the selected profile to a new value.
-    int changeSpeakerLevelerAmount() {
-        const V current =
-            mContext->getProfileParameter(selectedId(), ENDPOINT_SPEAKER, volume_leveler_amount);
-        const int next = current.empty() ? 1 : current.front() + 1;
-        mContext->setProfileParameter(selectedId(), ENDPOINT_SPEAKER, volume_leveler_amount,
-                                      {next});
+    // Sets the amount on an endpoint of the selected profile to a new value, and returns it.
+    int changeLevelerAmount(Endpoint endpoint = ENDPOINT_SPEAKER, int step = 1) {
+        const V now = mContext->getProfileParameter(selectedId(), endpoint, volume_leveler_amount);
+        const int next = now.empty() ? step : now.front() + step;
+        mContext->setProfileParameter(selectedId(), endpoint, volume_leveler_amount, {next});
         return next;
+    }
+    static V cat(V a, const V& b) {
+        a.insert(a.end(), b.begin(), b.end());
+        return a;
     }
 
     // The store holds, per device, the state's value of every one-to-one parameter that the
-    // state gives a value, and the output mode of the tuning in force.
-    void expectStoreMatchesState(const StoredParams& stored) {
+    // state gives a value, and the output mode of the tuning in force; and the profile-wide
+    // values under the default device.
+    void expectStoreMatchesState() {
+        const StoredParams stored = read_store();
         const int id = selectedId();
         for (const auto& [port, device] : PexContext::kDeviceForPort) {
             SCOPED_TRACE(kPortNames[port]);
@@ -104,155 +103,116 @@ class PexControllerTest : public ::testing::Test {
             const Endpoint endpoint = tuning->getEndpoint();
             for (const auto& row : kOneToOne) {
                 V expected;
-                if (ProfileEndpoint::kValidParams.count(row.parameter)) {
+                if (ProfileEndpoint::kValidParams.count(row.parameter))
                     expected = mContext->getProfileParameter(id, endpoint, row.parameter);
-                } else if (Tuning::kValidParams.count(row.parameter)) {
+                else if (Tuning::kValidParams.count(row.parameter))
                     expected = mContext->getSelectedTuningParameter(port, row.parameter);
-                } else {
+                else
                     continue;
-                }
                 if (expected.empty()) {
-                    EXPECT_TRUE(!stored.has(device, row.id) || stored.at(device, row.id).empty())
-                        << row.code;
+                    EXPECT_TRUE(!stored.has(device, row.id()) ||
+                                stored.at(device, row.id()).empty())
+                        << row.text();
                 } else {
-                    ASSERT_TRUE(stored.has(device, row.id)) << row.code;
-                    EXPECT_EQ(expected, stored.at(device, row.id)) << row.code;
+                    ASSERT_TRUE(stored.has(device, row.id())) << row.text();
+                    EXPECT_EQ(expected, stored.at(device, row.id())) << row.text();
                 }
             }
-            // Output mode: virtualizer, endpoint, orientation, and the matrix on the speaker;
-            // a mono speaker has the virtualizer off and orientation 1.
-            V dom = tuning->isMono() && endpoint == ENDPOINT_SPEAKER
-                        ? V{0}
-                        : mContext->getProfileParameter(id, endpoint, virtualizer_enable);
-            dom.push_back(static_cast<int>(endpoint));
-            const V orient = tuning->isMono() && endpoint == ENDPOINT_SPEAKER
-                                 ? V{1}
-                                 : mContext->getSelectedTuningParameter(port, orientation);
-            dom.insert(dom.end(), orient.begin(), orient.end());
-            if (endpoint == ENDPOINT_SPEAKER) {
-                const V matrix = mContext->getSelectedTuningParameter(port, output_mix_matrix);
-                dom.insert(dom.end(), matrix.begin(), matrix.end());
-            }
+            // Virtualizer, endpoint, orientation, and the matrix on the speaker; a mono
+            // speaker has the virtualizer off and orientation 1.
+            const bool monoSpeaker = tuning->isMono() && endpoint == ENDPOINT_SPEAKER;
+            V dom = monoSpeaker ? V{0}
+                                : mContext->getProfileParameter(id, endpoint, virtualizer_enable);
+            dom.push_back(endpoint);
+            dom = cat(dom,
+                      monoSpeaker ? V{1} : mContext->getSelectedTuningParameter(port, orientation));
+            if (endpoint == ENDPOINT_SPEAKER)
+                dom = cat(dom, mContext->getSelectedTuningParameter(port, output_mix_matrix));
             ASSERT_TRUE(stored.has(device, kDom));
             EXPECT_EQ(dom, stored.at(device, kDom));
         }
-
         for (const auto& row : kOneToOne) {
             if (!Profile::kValidParams.count(row.parameter)) continue;
             const V expected = mContext->getProfileParameter(id, row.parameter);
             if (expected.empty()) continue;
-            ASSERT_TRUE(stored.has(kDefaultDevice, row.id)) << row.code;
-            EXPECT_EQ(expected, stored.at(kDefaultDevice, row.id)) << row.code;
+            ASSERT_TRUE(stored.has(kDefaultDevice, row.id())) << row.text();
+            EXPECT_EQ(expected, stored.at(kDefaultDevice, row.id())) << row.text();
         }
-        IeqPreset* ieq = mContext->getSelectedProfileIeq();
-        ASSERT_NE(nullptr, ieq);
-        EXPECT_EQ((V{static_cast<int>(ieq->getType())}), stored.at(kDefaultDevice, kIeid));
+        ASSERT_NE(nullptr, mContext->getSelectedProfileIeq());
+        EXPECT_EQ((V{mContext->getSelectedProfileIeq()->getType()}),
+                  stored.at(kDefaultDevice, kIeid));
         const V frequencies = mContext->getProfileGeqParameter(id, geq_frequency);
-        const V gains = mContext->getProfileGeqParameter(id, geq_gain);
-        V gebs{static_cast<int>(frequencies.size())};
-        gebs.insert(gebs.end(), frequencies.begin(), frequencies.end());
-        gebs.insert(gebs.end(), gains.begin(), gains.end());
-        EXPECT_EQ(gebs, stored.at(kDefaultDevice, kGebs));
+        EXPECT_EQ(cat(cat({int(frequencies.size())}, frequencies),
+                      mContext->getProfileGeqParameter(id, geq_gain)),
+                  stored.at(kDefaultDevice, kGebs));
     }
 
-    testing::TempRoot mRoot;
+    TempRoot mRoot;
     RecordingEffect mEffect;
     std::unique_ptr<KsContextManager> mManager;
     KsContext* mContext = nullptr;
     std::unique_ptr<PexController> mController;
     bool mRegistered = false;
+    int mGeneration = -1;
 };
 
-TEST_F(PexControllerTest, RegisteringDeliversOnLoadWhichOnlyFillsTheViews) {
+TEST_F(PexControllerTest, LoadOnlyFillsTheViewsAndTheFirstChangeCarriesItAllInOneCommit) {
     const int generation = read_store().generation;
     {
-        testing::LogCapture log;
-        registerController();
+        LogCapture log;
+        start(/*firstChange=*/false);
         EXPECT_TRUE(log.contains("PexController", ANDROID_LOG_INFO, "onLoad()")) << log.dump();
         EXPECT_EQ(1u, log.countMessage("onLoad()"));
     }
     EXPECT_TRUE(mEffect.batches.empty());
     EXPECT_EQ(generation, read_store().generation);
-    for (AndroidDevice device : PexController::kDevices) {
+    for (AndroidDevice device : PexController::kDevices)
         EXPECT_FALSE(mController->getTranslator(device)->getPending().empty())
             << std::hex << device;
-    }
     EXPECT_EQ(mContext->getSelectedProfile(),
               mController->getContext().getProfileParameters()->getProfile());
     EXPECT_EQ(mContext->getSelectedTuning(PORT_HEADPHONE),
               mController->getContext().getDeviceParameters(PORT_HEADPHONE)->getTuning());
-}
 
-TEST_F(PexControllerTest, FirstChangeCarriesEverythingLoadedInOneCommit) {
-    registerController();
-    const int generation = read_store().generation;
-    const int amount = changeSpeakerLevelerAmount();
-
+    const int amount = changeLevelerAmount();
     ASSERT_EQ(1u, mEffect.batches.size());
     const DecodedBatch& batch = mEffect.batches[0];
     EXPECT_FALSE(batch.malformed);
     EXPECT_EQ(kDefaultDevice, batch.device);
     EXPECT_EQ(static_cast<int>(batch.records.size()), batch.count);
-
-    // Every device's records are there, each tagged with its own device.
-    std::set<int> devices;
-    for (const auto& record : batch.records) devices.insert(record.device);
-    std::set<int> expectedDevices;
-    for (AndroidDevice device : PexController::kDevices) expectedDevices.insert(device);
+    // Every device's records are there, each tagged with its own device; the change itself is
+    // sent once, for the speaker, with its new value.
+    std::set<int> devices,
+        expectedDevices(PexController::kDevices.begin(), PexController::kDevices.end());
+    std::vector<V> speakerDvla;
+    for (const auto& record : batch.records) {
+        devices.insert(record.device);
+        if (record.id == kDvla && record.device == DEVICE_OUT_SPEAKER)
+            speakerDvla.push_back(record.values);
+    }
     EXPECT_EQ(expectedDevices, devices);
-    // The change itself is sent once, for the speaker, with its new value.
-    auto dvla = batch.withId(kDvla);
-    int speakerRecords = 0;
-    for (const auto& record : dvla) {
-        if (record.device == DEVICE_OUT_SPEAKER) {
-            ++speakerRecords;
-            EXPECT_EQ((V{amount}), record.values);
-        }
-    }
-    EXPECT_EQ(1, speakerRecords);
-
-    StoredParams stored = read_store();
-    EXPECT_EQ(generation + 1, stored.generation);
-    expectStoreMatchesState(stored);
-    // Another process reading the published file sees the same commit.
-    StoredParams published = read_published_file();
-    EXPECT_EQ(stored.generation, published.generation);
-    EXPECT_EQ(stored.values, published.values);
-
-    for (AndroidDevice device : PexController::kDevices) {
+    EXPECT_EQ(6u * 44u + 8u, count_one_to_one(batch));  // no view sends another view's codes
+    EXPECT_EQ((std::vector<V>{{amount}}), speakerDvla);
+    EXPECT_EQ(generation + 1, read_store().generation);
+    expectStoreMatchesState();
+    for (AndroidDevice device : PexController::kDevices)
         EXPECT_TRUE(mController->getTranslator(device)->getPending().empty());
-    }
-}
 
-TEST_F(PexControllerTest, LaterChangeSendsOnlyWhatChanged) {
-    registerController();
-    changeSpeakerLevelerAmount();
-    const int generation = read_store().generation;
+    // A later change sends only what changed.
     mEffect.batches.clear();
-
-    const int amount = changeSpeakerLevelerAmount();
+    const int next = changeLevelerAmount();
     ASSERT_EQ(1u, mEffect.batches.size());
-    EXPECT_EQ((std::vector<BatchRecord>{{DEVICE_OUT_SPEAKER, kDvla, {amount}}}),
+    EXPECT_EQ((std::vector<BatchRecord>{{DEVICE_OUT_SPEAKER, kDvla, {next}}}),
               mEffect.batches[0].records);
-    StoredParams stored = read_store();
-    EXPECT_EQ(generation + 1, stored.generation);
-    expectStoreMatchesState(stored);
+    EXPECT_EQ(generation + 2, read_store().generation);
+    expectStoreMatchesState();
 }
 
 TEST_F(PexControllerTest, EndpointChangeReachesEveryDeviceOfThatEndpoint) {
-    registerController();
-    changeSpeakerLevelerAmount();
-    mEffect.batches.clear();
-    const int generation = read_store().generation;
-
-    // Headphone, Bluetooth and USB all use the headphone endpoint in the example file: the
-    // state announces the change once per port, and each announcement is one batch.
-    const V current =
-        mContext->getProfileParameter(selectedId(), ENDPOINT_HEADPHONE, volume_leveler_amount);
-    const int amount = current.front() + 3;
-    mContext->setProfileParameter(selectedId(), ENDPOINT_HEADPHONE, volume_leveler_amount,
-                                  {amount});
-
+    start();
+    // Headphone, Bluetooth and USB use the headphone endpoint in the example file: the state
+    // announces the change once per port, and each announcement is one batch.
+    const int amount = changeLevelerAmount(ENDPOINT_HEADPHONE, 3);
     std::set<int> devices;
     for (const auto& batch : mEffect.batches) {
         ASSERT_EQ(1u, batch.records.size());
@@ -263,99 +223,64 @@ TEST_F(PexControllerTest, EndpointChangeReachesEveryDeviceOfThatEndpoint) {
     EXPECT_EQ((std::set<int>{DEVICE_OUT_WIRED_HEADPHONE, DEVICE_OUT_BLUETOOTH_A2DP,
                              DEVICE_OUT_USB_DEVICE}),
               devices);
-    StoredParams stored = read_store();
-    EXPECT_EQ(generation + static_cast<int>(mEffect.batches.size()), stored.generation);
-    expectStoreMatchesState(stored);
+    EXPECT_EQ(mGeneration + static_cast<int>(mEffect.batches.size()), read_store().generation);
+    expectStoreMatchesState();
 }
 
 TEST_F(PexControllerTest, NothingChangedMeansNothingReachesTheStore) {
-    registerController();
-    changeSpeakerLevelerAmount();
-    mEffect.batches.clear();
-    const int generation = read_store().generation;
-
-    // The same profile announced again, a tuning for the port that feeds no device, and a
-    // switch of the effect: every batch is empty and dropped before the store.
+    start();
+    // The same profile announced again, a tuning for the port that feeds no device, the same
+    // tuning again, a switch of the effect and the same value again: every batch is empty and
+    // dropped before the store.
     mController->onSelectedProfileChanged(*mContext);
     mController->onSelectedTuningChanged(*mContext, PORT_OTHER,
                                          *mContext->getSelectedTuning(PORT_HDMI));
     mController->onSelectedTuningChanged(*mContext, PORT_HEADPHONE,
                                          *mContext->getSelectedTuning(PORT_HEADPHONE));
     mController->onPexOnChanged(*mContext, !mContext->getPexOn());
-    const V same =
-        mContext->getProfileParameter(selectedId(), ENDPOINT_SPEAKER, volume_leveler_amount);
-    mContext->setProfileParameter(selectedId(), ENDPOINT_SPEAKER, volume_leveler_amount, same);
-
+    changeLevelerAmount(ENDPOINT_SPEAKER, 0);
     EXPECT_TRUE(mEffect.batches.empty());
-    EXPECT_EQ(generation, read_store().generation);
+    EXPECT_EQ(mGeneration, read_store().generation);
 }
 
-TEST_F(PexControllerTest, SelectingAnotherProfileSendsItsDifferences) {
-    registerController();
-    changeSpeakerLevelerAmount();
-    mEffect.batches.clear();
-    const int generation = read_store().generation;
-    const int other = selectedId() == 2 ? 1 : 2;
+TEST_F(PexControllerTest, SelectingAnotherProfileOrAMonoTuningSendsItsDifferences) {
+    start();
     {
-        testing::LogCapture log;
-        mContext->setSelectedProfile(other);
+        LogCapture log;
+        mContext->setSelectedProfile(selectedId() == 2 ? 1 : 2);
         const std::string name = mContext->getSelectedProfile()->getName();
         EXPECT_TRUE(log.contains("PexController", ANDROID_LOG_INFO, "Profile Changed to " + name))
             << log.dump();
     }
     ASSERT_EQ(1u, mEffect.batches.size());
     EXPECT_FALSE(mEffect.batches[0].records.empty());
-    StoredParams stored = read_store();
-    EXPECT_EQ(generation + 1, stored.generation);
-    expectStoreMatchesState(stored);
-}
-
-TEST_F(PexControllerTest, MonoSpeakerTuningIsSentWithVirtualizerOffAndOrientationOne) {
-    registerController();
-    changeSpeakerLevelerAmount();
-    mEffect.batches.clear();
+    EXPECT_EQ(mGeneration + 1, read_store().generation);
+    expectStoreMatchesState();
 
     ASSERT_TRUE(mContext->setSelectedTuning(PORT_INTERNAL_SPEAKER, "internal_speaker_mono",
                                             /*forced=*/false));
-    Tuning* mono = mContext->getSelectedTuning(PORT_INTERNAL_SPEAKER);
-    ASSERT_TRUE(mono->isMono());
-    ASSERT_EQ(1u, mEffect.batches.size());
-
-    const V matrix = mContext->getSelectedTuningParameter(PORT_INTERNAL_SPEAKER, output_mix_matrix);
-    V expected{0, 0, 1};
-    expected.insert(expected.end(), matrix.begin(), matrix.end());
-    EXPECT_EQ(expected, read_store().at(DEVICE_OUT_SPEAKER, kDom));
-    // The view keeps the forced values.
+    ASSERT_TRUE(mContext->getSelectedTuning(PORT_INTERNAL_SPEAKER)->isMono());
+    EXPECT_EQ(2u, mEffect.batches.size());
+    expectStoreMatchesState();  // "DOM" with the virtualizer off and orientation 1
     DeviceParameters* view = mController->getContext().getDeviceParameters(PORT_INTERNAL_SPEAKER);
-    EXPECT_EQ((V{0}), view->lookup(virtualizer_enable));
+    EXPECT_EQ((V{0}), view->lookup(virtualizer_enable));  // the view keeps the forced values
     EXPECT_EQ((V{1}), view->lookup(orientation));
 }
 
 TEST_F(PexControllerTest, NewEffectHandleGetsEverythingInOneBatch) {
-    registerController();
-    changeSpeakerLevelerAmount();
-    mEffect.batches.clear();
-    const int generation = read_store().generation;
-
+    start();
     RecordingEffect replacement;
     mController->setPexEffect(replacement, *mContext);
-
     EXPECT_TRUE(mEffect.batches.empty());
     ASSERT_EQ(1u, replacement.batches.size());
-    const DecodedBatch& batch = replacement.batches[0];
-    EXPECT_EQ(kDefaultDevice, batch.device);
+    EXPECT_EQ(kDefaultDevice, replacement.batches[0].device);
     // Every one-to-one code of every device's view: 44 per output device, 8 profile-wide.
-    size_t oneToOne = 0;
-    for (const auto& row : kOneToOne) oneToOne += batch.withId(row.id).size();
-    EXPECT_EQ(6u * 44u + 8u, oneToOne);
+    EXPECT_EQ(6u * 44u + 8u, count_one_to_one(replacement.batches[0]));
     EXPECT_EQ((std::vector<bool>{mContext->getPexOn()}), replacement.enabled);
+    EXPECT_EQ(mGeneration + 1, read_store().generation);
+    expectStoreMatchesState();
 
-    StoredParams stored = read_store();
-    EXPECT_EQ(generation + 1, stored.generation);
-    expectStoreMatchesState(stored);
-
-    // Later changes go to the new handle.
-    changeSpeakerLevelerAmount();
+    changeLevelerAmount();  // later changes go to the new handle
     EXPECT_EQ(2u, replacement.batches.size());
     EXPECT_TRUE(mEffect.batches.empty());
     mController->setPexEffect(mEffect, *mContext);
