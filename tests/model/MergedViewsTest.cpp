@@ -17,6 +17,7 @@ namespace {
 using ::testing::_;
 using ::testing::InSequence;
 using ::testing::Invoke;
+using ::testing::Mock;
 using ::testing::SaveArg;
 using ::testing::StrictMock;
 
@@ -27,38 +28,28 @@ class MockObserver : public ParamChangeObserver {
     MOCK_METHOD(void, onParameterChanged, (Parameter parameter), (override));
 };
 
-TEST(MergedViewsTest, NewViewsAnnounceThemselvesAsOtherNotMono) {
-    StrictMock<MockObserver> profileObserver;
-    StrictMock<MockObserver> deviceObserver;
-    ParameterValues* profileSource = nullptr;
-    ParameterValues* deviceSource = nullptr;
-    EXPECT_CALL(profileObserver, setSource(_, ENDPOINT_OTHER, false))
-        .WillOnce(SaveArg<0>(&profileSource));
-    EXPECT_CALL(deviceObserver, setSource(_, ENDPOINT_OTHER, false))
-        .WillOnce(SaveArg<0>(&deviceSource));
-
-    ProfileParameters profileView(&profileObserver);
-    DeviceParameters deviceView(&deviceObserver);
-
-    EXPECT_EQ(&profileView, profileSource);
-    EXPECT_EQ(&deviceView, deviceSource);
-    for (const ParameterValues* view : {profileSource, deviceSource}) {
-        EXPECT_EQ(-1, view->getId());
-        EXPECT_FALSE(view->isDirty());
-        EXPECT_TRUE(view->getValues().empty());
-    }
-    EXPECT_EQ(nullptr, profileView.getProfile());
-    EXPECT_EQ(nullptr, deviceView.getTuning());
-}
-
-class ProfileViewTest : public ::testing::Test {
+// A new view announces itself as the observer's source, for "other" and not mono, before any
+// value arrives; every other call must be expected by the test.
+template <typename View>
+class ViewTest : public ::testing::Test {
   protected:
-    ProfileViewTest()
-        : view((EXPECT_CALL(observer, setSource(_, ENDPOINT_OTHER, false)), &observer)) {}
+    ViewTest()
+        : view((EXPECT_CALL(observer, setSource(_, ENDPOINT_OTHER, false))
+                    .WillOnce(SaveArg<0>(&announced)),
+                &observer)) {
+        Mock::VerifyAndClearExpectations(&observer);
+        EXPECT_EQ(static_cast<ParameterValues*>(&view), announced);
+        EXPECT_TRUE(view.getValues().empty());
+        EXPECT_FALSE(view.isDirty());
+        EXPECT_EQ(nullptr, view.getProfile());
+    }
 
     StrictMock<MockObserver> observer;
-    ProfileParameters view;
+    ParameterValues* announced = nullptr;
+    View view;
 };
+using ProfileViewTest = ViewTest<ProfileParameters>;
+using DeviceViewTest = ViewTest<DeviceParameters>;
 
 TEST_F(ProfileViewTest, ReportsEachChangedValueInParameterOrderAfterStoringIt) {
     Profile profile(1, "Music", PRESET_WARM);
@@ -77,65 +68,42 @@ TEST_F(ProfileViewTest, ReportsEachChangedValueInParameterOrderAfterStoringIt) {
     view.setProfile(profile);
     EXPECT_EQ(&profile, view.getProfile());
     EXPECT_TRUE(view.isDirty());
+    Mock::VerifyAndClearExpectations(&observer);
 
-    // The same record again, or an equal one, changes nothing.
+    // The same record again, or an equal one, changes nothing; values a later source lacks
+    // stay.
     view.setProfile(profile);
-    Profile equal(2LL, 1, "Other", PRESET_OFF);
-    equal.set(ieq_enable, {1});
-    view.setProfile(equal);
-    EXPECT_EQ(&equal, view.getProfile());
+    Profile other(2LL, 2, "Other", PRESET_OFF);
+    other.set(ieq_enable, {1});
+    view.setProfile(other);
+    EXPECT_EQ(&other, view.getProfile());
+    EXPECT_EQ(std::vector<int>{1}, view.getValues().at(volume_modeler_enable));
 }
 
-TEST_F(ProfileViewTest, OneChangedGainReportsOnlyTheGains) {
-    GeqPreset preset(1);
-    preset.set(geq_frequency, {100, 1000, 10000});
-    preset.set(geq_gain, {0, 0, 0});
+TEST_F(ProfileViewTest, PresetsReportOnlyChangedValuesAndSkipForeignOnes) {
+    GeqPreset geq(1);
+    geq.set(geq_frequency, {100, 1000, 10000});
+    geq.set(geq_gain, {0, 0, 0});
     EXPECT_CALL(observer, onParameterChanged(geq_frequency));
-    EXPECT_CALL(observer, onParameterChanged(geq_gain));
-    view.setGeqPreset(preset);
-    ::testing::Mock::VerifyAndClearExpectations(&observer);
-
-    preset.lookup(geq_gain)[1] = 3;
-    EXPECT_CALL(observer, onParameterChanged(geq_gain));
-    view.setGeqPreset(preset);
+    EXPECT_CALL(observer, onParameterChanged(geq_gain)).Times(2);
+    view.setGeqPreset(geq);
+    geq.lookup(geq_gain)[1] = 3;  // only the gains change now
+    view.setGeqPreset(geq);
     EXPECT_EQ((std::vector<int>{0, 3, 0}), view.getValues().at(geq_gain));
-}
+    Mock::VerifyAndClearExpectations(&observer);
 
-TEST_F(ProfileViewTest, IeqPresetBringsItsTypeAndForeignValuesAreSkipped) {
-    IeqPreset preset(PRESET_BALANCED);
-    preset.set(ieq_target, {1});
-    preset.set(virtualizer_enable, {1});  // not a profile-wide parameter
+    IeqPreset ieq(PRESET_BALANCED);
+    ieq.set(ieq_target, {1});
+    ieq.set(virtualizer_enable, {1});  // not a profile-wide parameter
     {
         InSequence order;
         EXPECT_CALL(observer, onParameterChanged(ieq_id));
         EXPECT_CALL(observer, onParameterChanged(ieq_target));
     }
-    view.setIeqPreset(preset);
+    view.setIeqPreset(ieq);
     EXPECT_EQ(std::vector<int>{PRESET_BALANCED}, view.getValues().at(ieq_id));
     EXPECT_FALSE(view.has(virtualizer_enable));
 }
-
-TEST_F(ProfileViewTest, ValuesMissingFromALaterSourceStay) {
-    Profile first(1, "a", PRESET_OFF);
-    first.set(ieq_amount, {2});
-    EXPECT_CALL(observer, onParameterChanged(ieq_amount));
-    view.setProfile(first);
-
-    Profile second(2, "b", PRESET_OFF);
-    second.set(ieq_enable, {0});
-    EXPECT_CALL(observer, onParameterChanged(ieq_enable));
-    view.setProfile(second);
-    EXPECT_EQ(std::vector<int>{2}, view.getValues().at(ieq_amount));
-}
-
-class DeviceViewTest : public ::testing::Test {
-  protected:
-    DeviceViewTest()
-        : view((EXPECT_CALL(observer, setSource(_, ENDPOINT_OTHER, false)), &observer)) {}
-
-    StrictMock<MockObserver> observer;
-    DeviceParameters view;
-};
 
 TEST_F(DeviceViewTest, TuningTellsEndpointAndMonoBeforeAnyChange) {
     Tuning tuning(4L, "hp", ENDPOINT_HEADPHONE, true, true);
@@ -149,7 +117,7 @@ TEST_F(DeviceViewTest, TuningTellsEndpointAndMonoBeforeAnyChange) {
     }
     view.setTuning(tuning);
     EXPECT_EQ(&tuning, view.getTuning());
-    ::testing::Mock::VerifyAndClearExpectations(&observer);
+    Mock::VerifyAndClearExpectations(&observer);
 
     // A tuning with the same values for another endpoint only moves the source.
     Tuning speaker(5L, "spk", ENDPOINT_SPEAKER, false, true);
@@ -158,16 +126,14 @@ TEST_F(DeviceViewTest, TuningTellsEndpointAndMonoBeforeAnyChange) {
     view.setTuning(speaker);
 }
 
-TEST_F(DeviceViewTest, ProfileChangesNothingButIsRemembered) {
+TEST_F(DeviceViewTest, ProfileIsOnlyRememberedAndEndpointLengthChangesAreReported) {
     Profile profile(1, "Music", PRESET_OFF);
     profile.set(ieq_enable, {1});
     view.setProfile(profile);
     EXPECT_EQ(&profile, view.getProfile());
     EXPECT_TRUE(view.getValues().empty());
     EXPECT_FALSE(view.isDirty());
-}
 
-TEST_F(DeviceViewTest, DifferentLengthIsAChangeEvenWithAnEqualPrefix) {
     ProfileEndpoint endpoint(1, ENDPOINT_SPEAKER);
     endpoint.set(volume_leveler_amount, {5});
     endpoint.set(virtualizer_start_band, {});
@@ -175,17 +141,12 @@ TEST_F(DeviceViewTest, DifferentLengthIsAChangeEvenWithAnEqualPrefix) {
     EXPECT_CALL(observer, onParameterChanged(volume_leveler_amount));
     view.setProfileEndpoint(endpoint);
     EXPECT_TRUE(view.has(virtualizer_start_band));
-    ::testing::Mock::VerifyAndClearExpectations(&observer);
-
+    Mock::VerifyAndClearExpectations(&observer);
+    // A longer value with an equal prefix is a change.
     endpoint.set(volume_leveler_amount, {5, 0});
     EXPECT_CALL(observer, onParameterChanged(volume_leveler_amount));
     view.setProfileEndpoint(endpoint);
-    ::testing::Mock::VerifyAndClearExpectations(&observer);
-
-    endpoint.set(volume_leveler_amount, {5});
-    EXPECT_CALL(observer, onParameterChanged(volume_leveler_amount));
-    view.setProfileEndpoint(endpoint);
-    EXPECT_EQ(std::vector<int>{5}, view.getValues().at(volume_leveler_amount));
+    EXPECT_EQ((std::vector<int>{5, 0}), view.getValues().at(volume_leveler_amount));
 }
 
 TEST(MergedViewsTest, WorkWithoutAnObserver) {
