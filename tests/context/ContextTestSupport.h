@@ -6,8 +6,6 @@
 
 #include <gmock/gmock.h>
 
-#include <string>
-
 #include "context/OnKsContextChange.h"
 
 namespace velora::testing {
@@ -30,10 +28,6 @@ class MockContextObserver : public OnKsContextChange {
     MOCK_METHOD(void, onSelectedTuningChanged, (KsContext&, Port, Tuning&), (override));
 };
 
-// The text of a file of the repository.
-std::string read_source_file(const std::string& relativePath);
-
-// text with the first occurrence of from replaced by to; the test fails if from is absent.
-std::string replace_once(const std::string& text, const std::string& from, const std::string& to);
+MATCHER_P(IsTuning, name, "") { return arg.getName() == name; }
 
 }  // namespace velora::testing

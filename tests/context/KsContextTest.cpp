@@ -2,20 +2,21 @@
  * Copyright (C) 2026 The Velora Project
  * Licensed under the Apache License, Version 2.0.
  */
-#include "context/KsContext.h"
-
 #include <android/log.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
+#include <atomic>
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "ContextTestSupport.h"
 #include "common/SystemPaths.h"
+#include "context/KsContext.h"
+#include "context/KsContextChangeObservable.h"
 #include "context/KsContextManager.h"
 #include "model/GeqPreset.h"
 #include "model/IeqPreset.h"
@@ -28,31 +29,20 @@
 namespace velora {
 namespace {
 
-using ::testing::ElementsAre;
+using ::testing::_;
 using ::testing::InSequence;
 using ::testing::IsEmpty;
-using ::testing::Property;
+using testing::IsTuning;
+using testing::LogCapture;
 using ::testing::Ref;
 using ::testing::StrictMock;
-using ::testing::UnorderedElementsAre;
-using testing::LogCapture;
-using testing::MockContextObserver;
+using Values = std::vector<int>;
 
-MATCHER_P(IsProfile, profileId, "") {
-    return arg.getProfileId() == profileId;
-}
-MATCHER_P2(IsEndpointOf, profileId, endpoint, "") {
-    return arg.getProfileId() == profileId && arg.getEndpoint() == endpoint;
-}
-MATCHER_P(IsIeqPreset, type, "") {
-    return arg.getType() == type;
-}
-MATCHER_P(IsGeqPresetOf, profileId, "") {
-    return arg.getProfileId() == profileId;
-}
-MATCHER_P(IsTuning, name, "") {
-    return arg.getName() == name;
-}
+MATCHER_P(IsProfile, profileId, "") { return arg.getProfileId() == profileId; }
+MATCHER_P(IsIeqPreset, type, "") { return arg.getType() == type; }
+MATCHER_P(IsEndpoint, endpoint, "") { return arg.getEndpoint() == endpoint; }
+
+constexpr const char* kTag = "KsContext";
 
 // A started service over the test tuning file, with a strict observer registered: any event
 // a test does not expect fails it.
@@ -62,7 +52,8 @@ class KsContextTest : public ::testing::Test {
         mRoot.install(testing::kContextTuningFile, SystemPaths::kDefaultTuningFile);
         start();
     }
-
+    // A new start over the same files; restart() first drops the manager, its database
+    // connection and the state.
     void start() {
         mManager = std::make_unique<KsContextManager>();
         mContext = mManager->getKsContext();
@@ -71,27 +62,28 @@ class KsContextTest : public ::testing::Test {
         mContext->registerObserver(&mObserver);
         ::testing::Mock::VerifyAndClearExpectations(&mObserver);
     }
-
-    // Everything goes: the manager, its database connection and the state; then a new start
-    // over the same files.
     void restart() {
         mManager.reset();
-        mContext = nullptr;
         start();
+    }
+    void expectTuningEvents(const std::vector<std::pair<Port, const char*>>& events) {
+        InSequence order;
+        for (const auto& [port, name] : events) {
+            EXPECT_CALL(mObserver, onSelectedTuningChanged(Ref(*mContext), port, IsTuning(name)));
+        }
     }
 
     testing::TempRoot mRoot;
-    StrictMock<MockContextObserver> mObserver;
+    StrictMock<testing::MockContextObserver> mObserver;
     std::unique_ptr<KsContextManager> mManager;
     KsContext* mContext = nullptr;
 };
 
 TEST_F(KsContextTest, LateObserverGetsOneOnLoadAndEarlierOnesNothing) {
-    StrictMock<MockContextObserver> late;
+    StrictMock<testing::MockContextObserver> late;
     EXPECT_CALL(late, onLoad(Ref(*mContext))).Times(1);
     mContext->registerObserver(&late);
     ::testing::Mock::VerifyAndClearExpectations(&late);
-
     // Both hear the next change; after unregistering, the late one no more.
     EXPECT_CALL(late, onPexOnChanged(Ref(*mContext), false));
     EXPECT_CALL(mObserver, onPexOnChanged(Ref(*mContext), false));
@@ -101,129 +93,141 @@ TEST_F(KsContextTest, LateObserverGetsOneOnLoadAndEarlierOnesNothing) {
     mContext->setPexOn(true);
 }
 
-TEST_F(KsContextTest, LoadTakesTheStoredStateAndTheTuningsOfTheStoredDevices) {
-    EXPECT_EQ(mContext->getNumOfProfiles(), 2);
-    EXPECT_TRUE(mContext->getPexOn());
-    EXPECT_TRUE(mContext->isSelected(0));
-    EXPECT_FALSE(mContext->isSelected(1));
-    ASSERT_NE(mContext->getSelectedProfile(), nullptr);
-    EXPECT_EQ(mContext->getSelectedProfile()->getName(), "Dynamic");
-
-    // A rebuild selects "default_<port>" everywhere, whether or not such a device exists.
-    const std::vector<std::pair<Port, const char*>> devices = {
-            {PORT_INTERNAL_SPEAKER, "default_internal_speaker"},
-            {PORT_HDMI, "default_hdmi"},
-            {PORT_MIRACAST, "default_miracast"},
-            {PORT_HEADPHONE, "default_headphone"},
-            {PORT_BLUETOOTH, "default_bluetooth"},
-            {PORT_USB, "default_usb"}};
-    for (const auto& [port, device] : devices) {
-        EXPECT_EQ(mContext->getSelectedTuningDevice(port), device) << kPortNames[port];
+TEST_F(KsContextTest, ObservableCallsEachObserverOnceInAddressOrder) {
+    StrictMock<testing::MockContextObserver> pair[2];  // pair[0] has the lower address
+    KsContextChangeObservable observable;
+    observable.registerObserver(&pair[1]);  // registration order must not matter
+    observable.registerObserver(&pair[0]);
+    observable.registerObserver(&pair[0]);  // a set: no second call
+    observable.registerObserver(nullptr);   // not an observer
+    Tuning tuning("t", ENDPOINT_SPEAKER, false);
+    {
+        InSequence order;
+        EXPECT_CALL(pair[0], onSelectedTuningChanged(Ref(*mContext), PORT_HDMI, Ref(tuning)));
+        EXPECT_CALL(pair[1], onSelectedTuningChanged(Ref(*mContext), PORT_HDMI, Ref(tuning)));
+        EXPECT_CALL(pair[0], onPexOnChanged(Ref(*mContext), false));
+        EXPECT_CALL(pair[1], onPexOnChanged(Ref(*mContext), false));
+        EXPECT_CALL(pair[1], onSelectedProfileChanged(Ref(*mContext)));
     }
-    ASSERT_NE(mContext->getSelectedTuning(PORT_INTERNAL_SPEAKER), nullptr);
-    EXPECT_EQ(mContext->getSelectedTuning(PORT_INTERNAL_SPEAKER)->getName(), "speaker_stereo");
-    ASSERT_NE(mContext->getSelectedTuning(PORT_HDMI), nullptr);
-    EXPECT_EQ(mContext->getSelectedTuning(PORT_HDMI)->getName(), "other");
-    ASSERT_NE(mContext->getSelectedTuning(PORT_HEADPHONE), nullptr);
-    EXPECT_EQ(mContext->getSelectedTuning(PORT_HEADPHONE)->getName(), "headphone");
-    EXPECT_EQ(mContext->getSelectedTuning(PORT_MIRACAST), nullptr);
-    EXPECT_EQ(mContext->getSelectedTuning(PORT_BLUETOOTH), nullptr);
-    EXPECT_EQ(mContext->getSelectedTuning(PORT_USB), nullptr);
-    EXPECT_EQ(mContext->getSelectedTuningParameter(PORT_INTERNAL_SPEAKER,
-                                                   virtualizer_front_speaker_angle)[0],
-              10);
+    observable.onSelectedTuningChanged(*mContext, PORT_HDMI, tuning);
+    observable.onPexOnChanged(*mContext, false);
+    observable.unregisterObserver(&pair[0]);  // once is enough
+    observable.onSelectedProfileChanged(*mContext);
+    EXPECT_EQ(observable.unregisterAll(), 0);
+    observable.onSelectedProfileChanged(*mContext);
+}
+
+TEST_F(KsContextTest, LoadTakesTheStoredStateAndEachPortsDevices) {
+    // A rebuild selects "default_<port>" everywhere, whether or not such a device exists.
+    // The default device follows rules in order: a "default_" device, then one named like
+    // the port, then the first device; a port without devices gets its own name.
+    struct {
+        Port port;
+        std::vector<std::string> devices;
+        const char* defaultDevice;
+        const char* loadedTuning;
+    } const ports[] = {{PORT_INTERNAL_SPEAKER,
+                        {"default_internal_speaker", "speaker_alias", "internal_speaker_mono"},
+                        "default_internal_speaker",
+                        "speaker_stereo"},
+                       {PORT_HDMI, {"tv_box", "default_hdmi", "hdmi"}, "default_hdmi", "other"},
+                       {PORT_MIRACAST, {"cast_x", "miracast"}, "miracast", ""},
+                       {PORT_HEADPHONE, {"default_headphone"}, "default_headphone", "headphone"},
+                       {PORT_BLUETOOTH, {}, "bluetooth", ""},
+                       {PORT_USB, {"usb_dock"}, "usb_dock", ""}};
+    for (const auto& p : ports) {
+        SCOPED_TRACE(kPortNames[p.port]);
+        EXPECT_THAT(mContext->getAvailableTuningDevice(p.port),
+                    ::testing::UnorderedElementsAreArray(p.devices));
+        EXPECT_EQ(mContext->getDefaultTuningDevice(p.port), p.defaultDevice);
+        EXPECT_EQ(mContext->getSelectedTuningDevice(p.port),
+                  std::string("default_") + kPortNames[p.port]);
+        Tuning* tuning = mContext->getSelectedTuning(p.port);
+        EXPECT_EQ(tuning != nullptr ? tuning->getName() : "", p.loadedTuning);
+        // The endpoint record of a port follows its tuning's endpoint; no tuning, no record.
+        ProfileEndpoint* endpoint = mContext->getSelectedProfileEndpoint(p.port);
+        EXPECT_EQ(endpoint, tuning ? mContext->getProfileEndpoint(tuning->getEndpoint()) : nullptr);
+    }
+    // "other" is no supported port.
+    EXPECT_THAT(mContext->getAvailableTuningDevice(PORT_OTHER), IsEmpty());
+    EXPECT_EQ(mContext->getDefaultTuningDevice(PORT_OTHER), "");
+    EXPECT_FALSE(mContext->setSelectedTuning(PORT_OTHER, "tv_box", /*forced=*/true));
     EXPECT_THAT(mContext->getSelectedTuningParameter(PORT_USB, virtualizer_front_speaker_angle),
                 IsEmpty());
-
-    // The endpoint record of a port follows its tuning's endpoint; no tuning, no record.
-    ProfileEndpoint* headphone = mContext->getSelectedProfileEndpoint(PORT_HEADPHONE);
-    ASSERT_NE(headphone, nullptr);
-    EXPECT_EQ(headphone->getEndpoint(), ENDPOINT_HEADPHONE);
-    EXPECT_EQ(headphone, mContext->getProfileEndpoint(ENDPOINT_HEADPHONE));
-    EXPECT_EQ(mContext->getSelectedProfileEndpoint(PORT_MIRACAST), nullptr);
-
     // Profile 0 runs its included preset; profile 1 has the equalizer off, so the tuning
     // file's "warm" was replaced by "off" when the database was built.
-    ASSERT_NE(mContext->getSelectedProfileIeq(), nullptr);
+    EXPECT_TRUE(mContext->isSelected(0));
     EXPECT_EQ(mContext->getSelectedProfileIeq()->getType(), PRESET_BALANCED);
     EXPECT_EQ(mContext->getProfile(1)->getSelectedIeqPreset(), PRESET_OFF);
-    EXPECT_EQ(mContext->getSelectedProfileGeq(), mContext->getProfileGeq(0));
-    EXPECT_NE(mContext->getDefaultProfile(0), mContext->getProfile(0));
 }
 
-TEST_F(KsContextTest, PexOnIsAnnouncedOnlyWhenItChanges) {
+TEST_F(KsContextTest, NothingIsAnnouncedWhenNothingChanges) {
+    // Read back from the database, every vector carries one trailing 0. The stored
+    // beginning, the whole stored vector, or nothing at all: no change.
+    EXPECT_EQ(mContext->getProfileParameter(0, ieq_amount), (Values{10, 0}));
+    for (const Values& same : {Values{10}, Values{10, 0}, Values{}}) {
+        mContext->setProfileParameter(0, ieq_amount, same);
+    }
+    EXPECT_EQ(mContext->getProfileParameter(0, ieq_amount), (Values{10, 0}));
     mContext->setPexOn(true);
-    EXPECT_CALL(mObserver, onPexOnChanged(Ref(*mContext), false)).Times(1);
-    mContext->setPexOn(false);
-    mContext->setPexOn(false);
-    EXPECT_FALSE(mContext->getPexOn());
-}
-
-TEST_F(KsContextTest, SelectingAProfileIsAnnouncedOnlyWhenItChanges) {
     mContext->setSelectedProfile(0);
-    EXPECT_CALL(mObserver, onSelectedProfileChanged(Ref(*mContext))).Times(1);
-    mContext->setSelectedProfile(1);
-    mContext->setSelectedProfile(1);
-    EXPECT_TRUE(mContext->isSelected(1));
-    EXPECT_EQ(mContext->getSelectedProfile(), mContext->getProfile(1));
+    mContext->setProfileParameter(0, ieq_id, {PRESET_BALANCED});
+    mContext->setProfileParameter(0, ENDPOINT_HEADPHONE, volume_leveler_amount, {5});
+    mContext->setProfileGeqParameter(0, geq_gain, {10, 14, 18});
+    EXPECT_FALSE(mContext->isProfileModified(0));
+    EXPECT_TRUE(mContext->setSelectedTuning(PORT_INTERNAL_SPEAKER, "default_internal_speaker",
+                                            /*forced=*/false));
+    // Another device with the same tuning: selected, but nothing for the effect to do.
+    LogCapture log;
+    EXPECT_TRUE(mContext->setSelectedTuning(PORT_INTERNAL_SPEAKER, "speaker_alias", false));
+    EXPECT_TRUE(log.contains(kTag, ANDROID_LOG_DEBUG,
+                             "Complete setting port[internal_speaker] use tuning "
+                             "device[speaker_alias]"));
+    // A profile that is not selected changes silently.
+    mContext->setProfileParameter(1, ieq_amount, {99});
+    mContext->setProfileParameter(1, ENDPOINT_HEADPHONE, volume_leveler_amount, {2});
+    mContext->setProfileGeqParameter(1, geq_gain, {7});
+    EXPECT_TRUE(mContext->isProfileGeqModified(1));
+    mContext->resetProfile(1);
+    EXPECT_FALSE(mContext->isProfileModified(1));
+
+    // A real change is announced once, however often it is repeated.
+    EXPECT_CALL(mObserver, onPexOnChanged(Ref(*mContext), false));
+    EXPECT_CALL(mObserver, onSelectedProfileChanged(Ref(*mContext)));
+    for (int i = 0; i < 2; ++i) {
+        mContext->setPexOn(false);
+        mContext->setSelectedProfile(1);
+    }
     EXPECT_EQ(mContext->getSelectedProfileGeq(), mContext->getProfileGeq(1));
 }
 
-TEST_F(KsContextTest, ProfileParameterCountsAsChangedOnlyOverTheNewValuesLength) {
-    // Read back from the database, every vector carries one trailing 0.
-    EXPECT_EQ(mContext->getProfileParameter(0, ieq_amount), (std::vector<int>{10, 0}));
-
-    // The stored beginning, the whole stored vector, or nothing at all: no change.
-    mContext->setProfileParameter(0, ieq_amount, {10});
-    mContext->setProfileParameter(0, ieq_amount, {10, 0});
-    mContext->setProfileParameter(0, ieq_amount, {});
-    EXPECT_EQ(mContext->getProfileParameter(0, ieq_amount), (std::vector<int>{10, 0}));
-
-    {
-        InSequence order;
-        EXPECT_CALL(mObserver,
-                    onSelectedProfileParameterChanged(Ref(*mContext), IsProfile(0)));
-        // Longer than what is stored: the extra element is a difference.
-        EXPECT_CALL(mObserver,
-                    onSelectedProfileParameterChanged(Ref(*mContext), IsProfile(0)));
-    }
+TEST_F(KsContextTest, ProfileParameterCountsAsChangedOverTheNewValuesLengthOnly) {
+    // The second write is longer than what is stored: the extra element is a difference.
+    EXPECT_CALL(mObserver, onSelectedProfileParameterChanged(Ref(*mContext), IsProfile(0)))
+        .Times(2);
     mContext->setProfileParameter(0, ieq_amount, {11});
-    EXPECT_EQ(mContext->getProfileParameter(0, ieq_amount), (std::vector<int>{11}));
+    EXPECT_EQ(mContext->getProfileParameter(0, ieq_amount), (Values{11}));
     mContext->setProfileParameter(0, ieq_amount, {11, 5});
-    EXPECT_EQ(mContext->getProfileParameter(0, ieq_amount), (std::vector<int>{11, 5}));
+    EXPECT_EQ(mContext->getProfileParameter(0, ieq_amount), (Values{11, 5}));
 
-    // A profile that is not selected changes silently.
-    mContext->setProfileParameter(1, ieq_amount, {99});
-    EXPECT_EQ(mContext->getProfileParameter(1, ieq_amount), (std::vector<int>{99}));
-}
-
-TEST_F(KsContextTest, ParametersOfOtherRecordKindsAreNeitherStoredNorEntered) {
+    // Parameters of other record kinds are neither stored nor entered.
     LogCapture log;
     mContext->setProfileParameter(0, volume_leveler_amount, {3});
-    EXPECT_TRUE(log.contains("KsContext", ANDROID_LOG_ERROR,
-                             "setProfileParameter(): parameter 79 is not a profile parameter"))
-            << log.dump();
+    EXPECT_TRUE(log.contains(kTag, ANDROID_LOG_ERROR,
+                             "setProfileParameter(): parameter 79 is not a profile parameter"));
     EXPECT_THAT(mContext->getProfileParameter(0, volume_leveler_amount), IsEmpty());
     EXPECT_FALSE(mContext->getProfile(0)->has(volume_leveler_amount));
-
-    // A parameter the profile may hold but the file left out reads as empty and is entered
-    // empty, as callers of the lookup expect.
-    EXPECT_FALSE(mContext->getProfile(0)->has(mi_ieq_steering_enable));
+    // One the profile may hold but the file left out reads as empty and is entered empty.
     EXPECT_THAT(mContext->getProfileParameter(0, mi_ieq_steering_enable), IsEmpty());
     EXPECT_TRUE(mContext->getProfile(0)->has(mi_ieq_steering_enable));
 }
 
 TEST_F(KsContextTest, IeqPresetSelectionSwitchesIeqEnableFirst) {
     LogCapture log;
-    // Out of range: refused, nothing changes.
-    mContext->setProfileParameter(0, ieq_id, {4});
-    EXPECT_TRUE(log.contains("KsContext", ANDROID_LOG_ERROR,
-                             "setProfileParameter(): Invalid IEq preset 4"))
-            << log.dump();
+    mContext->setProfileParameter(0, ieq_id, {4});  // out of range: refused
+    EXPECT_TRUE(
+        log.contains(kTag, ANDROID_LOG_ERROR, "setProfileParameter(): Invalid IEq preset 4"));
     EXPECT_EQ(mContext->getProfile(0)->getSelectedIeqPreset(), PRESET_BALANCED);
-    // The preset already selected: nothing either.
-    mContext->setProfileParameter(0, ieq_id, {PRESET_BALANCED});
-
     {
         InSequence order;
         EXPECT_CALL(mObserver, onSelectedProfileParameterChanged(Ref(*mContext), IsProfile(0)));
@@ -234,259 +238,125 @@ TEST_F(KsContextTest, IeqPresetSelectionSwitchesIeqEnableFirst) {
                     onSelectedProfileIeqChanged(Ref(*mContext), IsIeqPreset(PRESET_WARM)));
     }
     mContext->setProfileParameter(0, ieq_id, {PRESET_OFF});
-    EXPECT_EQ(mContext->getProfileParameter(0, ieq_enable), (std::vector<int>{0}));
+    EXPECT_EQ(mContext->getProfileParameter(0, ieq_enable), (Values{0}));
     EXPECT_EQ(mContext->getProfile(0)->getSelectedIeqPreset(), PRESET_OFF);
     mContext->setProfileParameter(0, ieq_id, {PRESET_WARM});
-    EXPECT_EQ(mContext->getProfileParameter(0, ieq_enable), (std::vector<int>{1}));
+    EXPECT_EQ(mContext->getProfileParameter(0, ieq_enable), (Values{1}));
     EXPECT_EQ(mContext->getSelectedProfileIeq()->getType(), PRESET_WARM);
-
     // Another profile: the same switching, without a word to the observers.
     mContext->setProfileParameter(1, ieq_id, {PRESET_DETAILED});
-    EXPECT_EQ(mContext->getProfileParameter(1, ieq_enable), (std::vector<int>{1}));
+    EXPECT_EQ(mContext->getProfileParameter(1, ieq_enable), (Values{1}));
     EXPECT_EQ(mContext->getProfile(1)->getSelectedIeqPreset(), PRESET_DETAILED);
 }
 
 TEST_F(KsContextTest, EndpointChangeIsAnnouncedForEveryPortOfThatEndpoint) {
     LogCapture log;
-    std::vector<int> before = mContext->getProfileParameter(0, ENDPOINT_HEADPHONE,
-                                                            virtual_bass_enable);
+    Values before = mContext->getProfileParameter(0, ENDPOINT_HEADPHONE, virtual_bass_enable);
     mContext->setProfileParameter(0, ENDPOINT_HEADPHONE, virtual_bass_enable, {1});
-    EXPECT_TRUE(log.contains("KsContext", ANDROID_LOG_WARN,
+    EXPECT_TRUE(log.contains(kTag, ANDROID_LOG_WARN,
                              "Setting virtual-bass-enable is not supported for non-speaker "
-                             "endpoints"))
-            << log.dump();
+                             "endpoints"));
     EXPECT_EQ(mContext->getProfileParameter(0, ENDPOINT_HEADPHONE, virtual_bass_enable), before);
 
-    // A second port with a headphone tuning.
-    EXPECT_CALL(mObserver,
-                onSelectedTuningChanged(Ref(*mContext), PORT_USB, IsTuning("headphone")));
+    expectTuningEvents({{PORT_USB, "headphone"}});  // a second port with a headphone tuning
     ASSERT_TRUE(mContext->setSelectedTuning(PORT_USB, "usb_dock", /*forced=*/false));
     ::testing::Mock::VerifyAndClearExpectations(&mObserver);
-
     ProfileEndpoint* headphone = mContext->getProfileEndpoint(0, ENDPOINT_HEADPHONE);
     {
         InSequence order;
-        EXPECT_CALL(mObserver, onSelectedProfileEndpointChanged(Ref(*mContext), PORT_HEADPHONE,
-                                                                Ref(*headphone)));
-        EXPECT_CALL(mObserver,
-                    onSelectedProfileEndpointChanged(Ref(*mContext), PORT_USB, Ref(*headphone)));
+        for (Port port : {PORT_HEADPHONE, PORT_USB}) {
+            EXPECT_CALL(mObserver,
+                        onSelectedProfileEndpointChanged(Ref(*mContext), port, Ref(*headphone)));
+        }
         EXPECT_CALL(mObserver, onSelectedProfileEndpointChanged(
-                                       Ref(*mContext), PORT_INTERNAL_SPEAKER,
-                                       IsEndpointOf(0, ENDPOINT_SPEAKER)));
+                                   Ref(*mContext), PORT_INTERNAL_SPEAKER,
+                                   Ref(*mContext->getProfileEndpoint(0, ENDPOINT_SPEAKER))));
     }
     mContext->setProfileParameter(0, ENDPOINT_HEADPHONE, volume_leveler_amount, {9});
     mContext->setProfileParameter(0, ENDPOINT_HEADPHONE, volume_leveler_amount, {9});
     // Virtual bass is a speaker matter and allowed there.
     mContext->setProfileParameter(0, ENDPOINT_SPEAKER, virtual_bass_enable, {0});
-    EXPECT_EQ(mContext->getProfileParameter(0, ENDPOINT_SPEAKER, virtual_bass_enable),
-              (std::vector<int>{0}));
-
-    // Profile 1 is not selected; no port of the "other" endpoint is announced either.
-    mContext->setProfileParameter(1, ENDPOINT_HEADPHONE, volume_leveler_amount, {2});
-    EXPECT_EQ(mContext->getProfileParameter(1, ENDPOINT_HEADPHONE, volume_leveler_amount),
-              (std::vector<int>{2}));
+    EXPECT_EQ(mContext->getProfileParameter(0, ENDPOINT_SPEAKER, virtual_bass_enable), (Values{0}));
 }
 
-TEST_F(KsContextTest, GeqChangesAndModifiedChecks) {
-    EXPECT_FALSE(mContext->isProfileModified(0));
-    EXPECT_FALSE(mContext->isProfileGeqModified(0));
-    EXPECT_FALSE(mContext->isProfileSpecificSettingsModified(0));
-
-    mContext->setProfileGeqParameter(0, geq_gain, {10, 14, 18});
-    EXPECT_FALSE(mContext->isProfileGeqModified(0));
-
-    EXPECT_CALL(mObserver, onSelectedProfileGeqChanged(Ref(*mContext), IsGeqPresetOf(0)))
-            .Times(2);  // the change, then the reset
+TEST_F(KsContextTest, ResetsBringBackTheDefaultsAndAreAnnounced) {
+    EXPECT_CALL(mObserver, onSelectedProfileGeqChanged(Ref(*mContext), _)).Times(2);
     mContext->setProfileGeqParameter(0, geq_gain, {1, 2, 3});
-    EXPECT_EQ(mContext->getProfileGeqParameter(0, geq_gain), (std::vector<int>{1, 2, 3}));
-    EXPECT_TRUE(mContext->isProfileGeqModified(0));
+    EXPECT_EQ(mContext->getProfileGeqParameter(0, geq_gain), (Values{1, 2, 3}));
     EXPECT_TRUE(mContext->isProfileModified(0));
     // The graphic equalizer is not a profile-specific setting.
     EXPECT_FALSE(mContext->isProfileSpecificSettingsModified(0));
-
     mContext->resetProfileGeq(0);
     EXPECT_FALSE(mContext->isProfileGeqModified(0));
-    EXPECT_FALSE(mContext->isProfileModified(0));
 
-    // Profile 1: no event, its own modified state.
-    mContext->setProfileGeqParameter(1, geq_gain, {7});
-    EXPECT_TRUE(mContext->isProfileGeqModified(1));
-    EXPECT_FALSE(mContext->isProfileGeqModified(0));
-    mContext->resetProfileGeq(1);
-    EXPECT_FALSE(mContext->isProfileModified(1));
-}
-
-TEST_F(KsContextTest, ResetProfileBringsBackTheDefaults) {
     EXPECT_CALL(mObserver, onSelectedProfileParameterChanged(Ref(*mContext), IsProfile(0)))
-            .Times(2);  // ieq_enable, then ieq_amount
+        .Times(2);  // ieq_enable, then ieq_amount
     EXPECT_CALL(mObserver, onSelectedProfileIeqChanged(Ref(*mContext), IsIeqPreset(PRESET_OFF)));
     EXPECT_CALL(mObserver, onSelectedProfileEndpointChanged(Ref(*mContext), PORT_INTERNAL_SPEAKER,
-                                                            IsEndpointOf(0, ENDPOINT_SPEAKER)));
+                                                            IsEndpoint(ENDPOINT_SPEAKER)));
     mContext->setProfileParameter(0, ieq_id, {PRESET_OFF});
     mContext->setProfileParameter(0, ieq_amount, {3});
     mContext->setProfileParameter(0, ENDPOINT_SPEAKER, volume_leveler_amount, {1});
     EXPECT_TRUE(mContext->isProfileSpecificSettingsModified(0));
-    EXPECT_TRUE(mContext->isProfileModified(0));
     ::testing::Mock::VerifyAndClearExpectations(&mObserver);
-
     EXPECT_CALL(mObserver, onSelectedProfileChanged(Ref(*mContext)));
     mContext->resetProfile(0);
     EXPECT_FALSE(mContext->isProfileModified(0));
     EXPECT_EQ(mContext->getProfile(0)->getSelectedIeqPreset(), PRESET_BALANCED);
     EXPECT_EQ(mContext->getProfileParameter(0, ieq_amount)[0], 10);
     EXPECT_EQ(mContext->getProfileParameter(0, ENDPOINT_SPEAKER, volume_leveler_amount)[0], 7);
-
-    // Resetting a profile that is not selected tells nobody.
-    mContext->setProfileParameter(1, ieq_amount, {1});
-    mContext->resetProfile(1);
-    EXPECT_FALSE(mContext->isProfileModified(1));
 }
 
-struct DefaultDeviceCase {
-    Port port;
-    const char* expected;
-    const char* rule;
-};
-
-class KsContextDefaultDeviceTest : public KsContextTest,
-                                   public ::testing::WithParamInterface<DefaultDeviceCase> {};
-
-TEST_P(KsContextDefaultDeviceTest, FollowsTheRulesInOrder) {
-    EXPECT_EQ(mContext->getDefaultTuningDevice(GetParam().port), GetParam().expected)
-            << GetParam().rule;
-}
-
-INSTANTIATE_TEST_SUITE_P(
-        EveryPort, KsContextDefaultDeviceTest,
-        ::testing::Values(
-                DefaultDeviceCase{PORT_INTERNAL_SPEAKER, "default_internal_speaker",
-                                  "a default_ device wins over the others"},
-                DefaultDeviceCase{PORT_HDMI, "default_hdmi",
-                                  "a default_ device wins over one named like the port"},
-                DefaultDeviceCase{PORT_MIRACAST, "miracast", "then the device named like the port"},
-                DefaultDeviceCase{PORT_HEADPHONE, "default_headphone", "the usual case"},
-                DefaultDeviceCase{PORT_BLUETOOTH, "bluetooth",
-                                  "no device at all: the port's name"},
-                DefaultDeviceCase{PORT_USB, "usb_dock", "else the first device"}));
-
-TEST_F(KsContextTest, AvailableDevicesAreThePortsOwn) {
-    EXPECT_THAT(mContext->getAvailableTuningDevice(PORT_INTERNAL_SPEAKER),
-                UnorderedElementsAre("default_internal_speaker", "speaker_alias",
-                                     "internal_speaker_mono"));
-    EXPECT_THAT(mContext->getAvailableTuningDevice(PORT_HDMI),
-                UnorderedElementsAre("tv_box", "default_hdmi", "hdmi"));
-    EXPECT_THAT(mContext->getAvailableTuningDevice(PORT_BLUETOOTH), IsEmpty());
-    // "other" is no supported port.
-    EXPECT_THAT(mContext->getAvailableTuningDevice(PORT_OTHER), IsEmpty());
-    EXPECT_EQ(mContext->getDefaultTuningDevice(PORT_OTHER), "");
-    EXPECT_FALSE(mContext->setSelectedTuning(PORT_OTHER, "tv_box", /*forced=*/true));
-}
-
-TEST_F(KsContextTest, SelectedTuningIsAnnouncedOnlyWhenTheTuningChanges) {
+TEST_F(KsContextTest, SelectedTuningIsAnnouncedWhenTheTuningChangesOrWhenForced) {
     LogCapture log;
-    // The device already selected.
-    EXPECT_TRUE(mContext->setSelectedTuning(PORT_INTERNAL_SPEAKER, "default_internal_speaker",
-                                            /*forced=*/false));
-
-    // Unknown here, or a device of another port: refused, nothing changes.
-    EXPECT_FALSE(mContext->setSelectedTuning(PORT_INTERNAL_SPEAKER, "default_headphone",
-                                             /*forced=*/false));
-    EXPECT_TRUE(log.contains("KsContext", ANDROID_LOG_ERROR,
+    EXPECT_FALSE(mContext->setSelectedTuning(PORT_INTERNAL_SPEAKER, "default_headphone", false));
+    EXPECT_TRUE(log.contains(kTag, ANDROID_LOG_ERROR,
                              "default_headphone is not a valid tuning device for port "
                              "internal_speaker, please call getAvailableTuningDevice(port) to "
-                             "check first!"))
-            << log.dump();
+                             "check first!"));
     EXPECT_EQ(mContext->getSelectedTuningDevice(PORT_INTERNAL_SPEAKER), "default_internal_speaker");
 
-    // Another device with the same tuning: selected, but nothing for the effect to do.
-    EXPECT_TRUE(mContext->setSelectedTuning(PORT_INTERNAL_SPEAKER, "speaker_alias",
-                                            /*forced=*/false));
-    EXPECT_EQ(mContext->getSelectedTuningDevice(PORT_INTERNAL_SPEAKER), "speaker_alias");
-    EXPECT_TRUE(log.contains("KsContext", ANDROID_LOG_DEBUG,
-                             "Complete setting port[internal_speaker] use tuning "
-                             "device[speaker_alias]"));
-
-    {
-        InSequence order;
-        // Forced: announced although the tuning is the same.
-        EXPECT_CALL(mObserver, onSelectedTuningChanged(Ref(*mContext), PORT_INTERNAL_SPEAKER,
-                                                       IsTuning("speaker_stereo")));
-        EXPECT_CALL(mObserver, onSelectedTuningChanged(Ref(*mContext), PORT_INTERNAL_SPEAKER,
-                                                       IsTuning("speaker_mono")));
-        EXPECT_CALL(mObserver, onSelectedTuningChanged(Ref(*mContext), PORT_INTERNAL_SPEAKER,
-                                                       IsTuning("speaker_stereo")));
-        EXPECT_CALL(mObserver, onSelectedTuningChanged(Ref(*mContext), PORT_MIRACAST,
-                                                       IsTuning("other")));
-    }
-    EXPECT_TRUE(mContext->setSelectedTuning(PORT_INTERNAL_SPEAKER, "speaker_alias",
-                                            /*forced=*/true));
-    EXPECT_TRUE(mContext->setSelectedTuning(PORT_INTERNAL_SPEAKER, "internal_speaker_mono",
-                                            /*forced=*/false));
+    expectTuningEvents({{PORT_INTERNAL_SPEAKER, "speaker_stereo"},
+                        {PORT_INTERNAL_SPEAKER, "speaker_mono"},
+                        {PORT_INTERNAL_SPEAKER, "speaker_stereo"},
+                        {PORT_MIRACAST, "other"}});
+    EXPECT_TRUE(
+        mContext->setSelectedTuning(PORT_INTERNAL_SPEAKER, "speaker_alias", /*forced=*/true));
+    EXPECT_TRUE(mContext->setSelectedTuning(PORT_INTERNAL_SPEAKER, "internal_speaker_mono", false));
     EXPECT_TRUE(mContext->getSelectedTuning(PORT_INTERNAL_SPEAKER)->isMono());
     EXPECT_EQ(mContext->getSelectedTuningParameter(PORT_INTERNAL_SPEAKER,
                                                    virtualizer_front_speaker_angle)[0],
               11);
     EXPECT_TRUE(mContext->selectDefaultTuning(PORT_INTERNAL_SPEAKER));
     EXPECT_EQ(mContext->getSelectedTuningDevice(PORT_INTERNAL_SPEAKER), "default_internal_speaker");
-    // A port that had no tuning in force gets its first one.
-    EXPECT_TRUE(mContext->selectDefaultTuning(PORT_MIRACAST));
+    EXPECT_TRUE(mContext->selectDefaultTuning(PORT_MIRACAST));  // had no tuning in force
     EXPECT_EQ(mContext->getSelectedProfileEndpoint(PORT_MIRACAST),
               mContext->getProfileEndpoint(ENDPOINT_OTHER));
-
-    // A port without devices has no default to fall back on.
-    EXPECT_FALSE(mContext->selectDefaultTuning(PORT_BLUETOOTH));
+    EXPECT_FALSE(mContext->selectDefaultTuning(PORT_BLUETOOTH));  // no device to fall back on
 }
 
 TEST_F(KsContextTest, ReloadTuningFallsBackAndAnnouncesEveryPortWithATuning) {
     LogCapture log;
-    {
-        InSequence order;
-        EXPECT_CALL(mObserver, onSelectedTuningChanged(Ref(*mContext), PORT_INTERNAL_SPEAKER,
-                                                       IsTuning("speaker_stereo")));
-        EXPECT_CALL(mObserver,
-                    onSelectedTuningChanged(Ref(*mContext), PORT_HDMI, IsTuning("other")));
-        EXPECT_CALL(mObserver,
-                    onSelectedTuningChanged(Ref(*mContext), PORT_MIRACAST, IsTuning("other")));
-        EXPECT_CALL(mObserver, onSelectedTuningChanged(Ref(*mContext), PORT_HEADPHONE,
-                                                       IsTuning("headphone")));
-        EXPECT_CALL(mObserver,
-                    onSelectedTuningChanged(Ref(*mContext), PORT_USB, IsTuning("headphone")));
-    }
+    expectTuningEvents({{PORT_INTERNAL_SPEAKER, "speaker_stereo"},
+                        {PORT_HDMI, "other"},
+                        {PORT_MIRACAST, "other"},
+                        {PORT_HEADPHONE, "headphone"},
+                        {PORT_USB, "headphone"}});
     mContext->reloadTuning();
-
-    EXPECT_TRUE(log.contains("KsContext", ANDROID_LOG_WARN,
+    EXPECT_TRUE(log.contains(kTag, ANDROID_LOG_WARN,
                              "Current selected tuning dev[default_miracast] is not available for "
-                             "port[miracast], revert to use dev[miracast]."))
-            << log.dump();
-    EXPECT_TRUE(log.contains("KsContext", ANDROID_LOG_ERROR,
+                             "port[miracast], revert to use dev[miracast]."));
+    EXPECT_TRUE(log.contains(kTag, ANDROID_LOG_ERROR,
                              "Cannot load tuning data for device[bluetooth] on port[bluetooth]"));
-    EXPECT_TRUE(log.contains("KsContext", ANDROID_LOG_DEBUG,
+    EXPECT_TRUE(log.contains(kTag, ANDROID_LOG_DEBUG,
                              "Reset tuning[other] for port[hdmi] and notify observers."));
-    EXPECT_EQ(mContext->getSelectedTuningDevice(PORT_MIRACAST), "miracast");
     EXPECT_EQ(mContext->getSelectedTuningDevice(PORT_USB), "usb_dock");
     EXPECT_EQ(mContext->getSelectedTuningDevice(PORT_BLUETOOTH), "bluetooth");
-    EXPECT_EQ(mContext->getSelectedTuning(PORT_BLUETOOTH), nullptr);
 }
 
-TEST_F(KsContextTest, ReloadAllProfileReadsTheSavedRecordsAgain) {
-    EXPECT_CALL(mObserver, onSelectedProfileParameterChanged(Ref(*mContext), IsProfile(0)));
-    EXPECT_CALL(mObserver, onPexOnChanged(Ref(*mContext), false));
-    mContext->setProfileParameter(0, ieq_amount, {3});
-    mContext->setPexOn(false);
-    ::testing::Mock::VerifyAndClearExpectations(&mObserver);
-
-    {
-        InSequence order;
-        EXPECT_CALL(mObserver, onSelectedProfileChanged(Ref(*mContext)));
-        EXPECT_CALL(mObserver, onPexOnChanged(Ref(*mContext), true));
-    }
-    mContext->reloadAllProfile();
-    EXPECT_EQ(mContext->getProfileParameter(0, ieq_amount)[0], 10);
-    EXPECT_TRUE(mContext->getPexOn());
-}
-
-// Changes every kind of state, as a client would.
-void change_everything(KsContext* context) {
+// Changes every kind of state, as a client would, unheard by the strict observer.
+void change_everything(KsContext* context, OnKsContextChange* observer) {
+    context->unregisterObserver(observer);
     context->setPexOn(false);
     context->setSelectedProfile(1);
     context->setProfileParameter(1, ieq_amount, {42});
@@ -497,41 +367,49 @@ void change_everything(KsContext* context) {
 }
 
 TEST_F(KsContextTest, SavedStateIsFoundAgainAfterAFullRestart) {
-    mContext->unregisterObserver(&mObserver);
-    change_everything(mContext);
+    change_everything(mContext, &mObserver);
     mContext->save();
     restart();
-
     EXPECT_FALSE(mContext->getPexOn());
     EXPECT_TRUE(mContext->isSelected(1));
     EXPECT_EQ(mContext->getProfileParameter(1, ieq_amount)[0], 42);
     EXPECT_EQ(mContext->getProfile(1)->getSelectedIeqPreset(), PRESET_DETAILED);
     EXPECT_EQ(mContext->getProfileParameter(1, ieq_enable)[0], 1);
     EXPECT_EQ(mContext->getProfileParameter(1, ENDPOINT_HEADPHONE, volume_leveler_amount)[0], 8);
-    EXPECT_THAT(mContext->getProfileGeqParameter(1, geq_gain), ElementsAre(5, 6, 7, 0));
-    EXPECT_EQ(mContext->getSelectedTuningDevice(PORT_INTERNAL_SPEAKER), "internal_speaker_mono");
+    EXPECT_EQ(mContext->getProfileGeqParameter(1, geq_gain), (Values{5, 6, 7, 0}));
     EXPECT_EQ(mContext->getSelectedTuning(PORT_INTERNAL_SPEAKER)->getName(), "speaker_mono");
     EXPECT_EQ(mContext->getProfileParameter(0, ieq_amount)[0], 10);
+
+    // What is not saved, a reload of all profiles takes back.
+    EXPECT_CALL(mObserver, onSelectedProfileParameterChanged(Ref(*mContext), IsProfile(1)));
+    EXPECT_CALL(mObserver, onPexOnChanged(Ref(*mContext), true));
+    mContext->setProfileParameter(1, ieq_amount, {3});
+    mContext->setPexOn(true);
+    {
+        InSequence order;
+        EXPECT_CALL(mObserver, onSelectedProfileChanged(Ref(*mContext)));
+        EXPECT_CALL(mObserver, onPexOnChanged(Ref(*mContext), false));
+    }
+    mContext->reloadAllProfile();
+    EXPECT_EQ(mContext->getProfileParameter(1, ieq_amount)[0], 42);
+    EXPECT_FALSE(mContext->getPexOn());
 }
 
 TEST_F(KsContextTest, PartialSavesWriteOnlyTheirPart) {
-    mContext->unregisterObserver(&mObserver);
-    change_everything(mContext);
+    change_everything(mContext, &mObserver);
     mContext->saveKsState();
     restart();
     EXPECT_FALSE(mContext->getPexOn());
     EXPECT_TRUE(mContext->isSelected(0));
     EXPECT_EQ(mContext->getProfileParameter(1, ieq_amount)[0], 4);
 
-    mContext->unregisterObserver(&mObserver);
-    change_everything(mContext);
+    change_everything(mContext, &mObserver);
     mContext->saveKsProfile();
     restart();
     EXPECT_TRUE(mContext->isSelected(1));
     EXPECT_EQ(mContext->getProfileParameter(1, ieq_amount)[0], 4);
 
-    mContext->unregisterObserver(&mObserver);
-    change_everything(mContext);
+    change_everything(mContext, &mObserver);
     mContext->setPexOn(true);
     mContext->saveKsProfileSettings();
     restart();
@@ -540,46 +418,118 @@ TEST_F(KsContextTest, PartialSavesWriteOnlyTheirPart) {
     EXPECT_EQ(mContext->getSelectedTuningDevice(PORT_INTERNAL_SPEAKER), "default_internal_speaker");
 }
 
+// Calls back into the context from every event, as the effect controller does: the context
+// must have released its lock before it calls, or this deadlocks. It reads the state only
+// through the context's own getters (which copy under the lock), never the live records it
+// is handed, since other threads are changing them.
+class CallingBackObserver : public OnKsContextChange {
+  public:
+    std::atomic<int> pexEvents{0};
+    std::atomic<int> events{0};
+    std::atomic<int> callbacks{0};
+
+    void onLoad(KsContext& c) override { readBack(c); }
+    void onPexOnChanged(KsContext& c, bool) override {
+        ++pexEvents;
+        readBack(c);
+    }
+    void onSelectedProfileChanged(KsContext& c) override { readBack(c); }
+    void onSelectedProfileParameterChanged(KsContext& c, Profile&) override { readBack(c); }
+    void onSelectedProfileEndpointChanged(KsContext& c, Port, ProfileEndpoint&) override {
+        readBack(c);
+    }
+    void onSelectedProfileIeqChanged(KsContext& c, IeqPreset&) override { readBack(c); }
+    void onSelectedProfileGeqChanged(KsContext& c, GeqPreset&) override { readBack(c); }
+    void onSelectedTuningChanged(KsContext& c, Port, Tuning&) override { readBack(c); }
+
+  private:
+    void readBack(KsContext& context) {
+        ++events;
+        context.getPexOn();
+        context.isSelected(0);
+        context.getProfileParameter(0, ieq_amount);
+        context.getProfileParameter(1, ENDPOINT_SPEAKER, volume_leveler_amount);
+        context.getProfileGeqParameter(0, geq_gain);
+        context.getSelectedTuningDevice(PORT_INTERNAL_SPEAKER);
+        context.getSelectedTuningParameter(PORT_HEADPHONE, virtualizer_front_speaker_angle);
+        context.isProfileModified(1);
+        ++callbacks;
+    }
+};
+
+using KsContextConcurrencyTest = KsContextTest;
+
+TEST_F(KsContextConcurrencyTest, WritersOnSeveralThreadsWithAnObserverThatCallsBack) {
+    KsContext* context = mContext;
+    context->unregisterObserver(&mObserver);
+    CallingBackObserver observer;
+    context->registerObserver(&observer);
+    observer.events = 0;
+    observer.callbacks = 0;
+
+    constexpr int kRounds = 200;  // even: the on/off writer ends where it began
+    std::vector<std::thread> writers;
+    writers.emplace_back([context] {
+        for (int i = 0; i < kRounds; ++i) context->setPexOn(i % 2 != 0);
+    });
+    writers.emplace_back([context] {
+        for (int i = 0; i < kRounds; ++i) {
+            context->setProfileParameter(i % 2, ieq_amount, {i});
+            context->setProfileParameter(i % 2, ieq_id, {i % kPresetTypeCount});
+        }
+    });
+    writers.emplace_back([context] {
+        for (int i = 0; i < kRounds; ++i) context->setSelectedProfile(i % 2);
+    });
+    writers.emplace_back([context] {
+        for (int i = 0; i < kRounds; ++i) {
+            context->setProfileParameter(i % 2, ENDPOINT_SPEAKER, volume_leveler_amount, {i});
+            context->setProfileGeqParameter(i % 2, geq_gain, {i, i, i});
+            context->setSelectedTuning(PORT_INTERNAL_SPEAKER,
+                                       i % 2 ? "internal_speaker_mono" : "speaker_alias",
+                                       /*forced=*/false);
+        }
+    });
+    for (std::thread& writer : writers) writer.join();
+
+    // The on/off writer is alone with its flag. The effect starts on and the writer begins
+    // with "off", so every one of its writes is a change, and each is announced exactly once.
+    EXPECT_EQ(observer.pexEvents.load(), kRounds);
+    EXPECT_TRUE(context->getPexOn());
+    EXPECT_EQ(observer.callbacks.load(), observer.events.load());
+    EXPECT_GT(observer.events.load(), kRounds);
+    // The last writes of each writer are what the state holds.
+    EXPECT_EQ(context->getProfileParameter(1, ieq_amount), (Values{kRounds - 1}));
+    EXPECT_EQ(context->getProfileParameter(1, ENDPOINT_SPEAKER, volume_leveler_amount),
+              (Values{kRounds - 1}));
+    EXPECT_EQ(context->getSelectedTuningDevice(PORT_INTERNAL_SPEAKER), "internal_speaker_mono");
+    EXPECT_TRUE(context->isSelected(1));
+    context->unregisterObserver(&observer);
+}
+
 // Prints every log line with its tag, so that a death test can see the tag of the last words.
 void tagged_stderr_logger(const struct __android_logger_data* data, const char* message) {
     fprintf(stderr, "[%s] %s\n", data->tag != nullptr ? data->tag : "(null)", message);
 }
 
-// In the dying child: log with tags to stderr, and let the fixture's mock go unchecked, since
-// the process ends before the fixture does.
-class KsContextDeathTest : public KsContextTest {
-  protected:
-    void prepareToDie() {
+using KsContextDeathTest = KsContextTest;
+
+TEST_F(KsContextDeathTest, MissingProfileOrEndpointRecordEndsTheProcess) {
+    // In the dying child: log with tags to stderr, and let the fixture's mock go unchecked,
+    // since the process ends before the fixture does.
+    auto prepareToDie = [this] {
         __android_log_set_logger(tagged_stderr_logger);
         ::testing::Mock::AllowLeak(&mObserver);
-    }
-};
-
-TEST_F(KsContextDeathTest, ProfileIdWithoutContextEndsTheProcess) {
-    EXPECT_EXIT(
-            {
-                prepareToDie();
-                mContext->setSelectedProfile(2);
-            },
-            ::testing::ExitedWithCode(255),
-            "\\[KsContext\\] Couldn't find the context for profileId: 2");
-    EXPECT_EXIT(
-            {
-                prepareToDie();
-                mContext->getProfileParameter(-1, ieq_amount);
-            },
-            ::testing::ExitedWithCode(255),
-            "\\[KsContext\\] Couldn't find the context for profileId: -1");
-}
-
-TEST_F(KsContextDeathTest, ProfileWithoutTheEndpointRecordEndsTheProcessUntagged) {
-    EXPECT_EXIT(
-            {
-                prepareToDie();
-                mContext->setProfileParameter(0, static_cast<Endpoint>(3), volume_leveler_amount,
-                                              {1});
-            },
-            ::testing::ExitedWithCode(255), "\\[\\] Couldn't find the profile endpoint fo 3");
+    };
+    EXPECT_EXIT((prepareToDie(), mContext->setSelectedProfile(2)), ::testing::ExitedWithCode(255),
+                "\\[KsContext\\] Couldn't find the context for profileId: 2");
+    EXPECT_EXIT((prepareToDie(), mContext->getProfileParameter(-1, ieq_amount)),
+                ::testing::ExitedWithCode(255),
+                "\\[KsContext\\] Couldn't find the context for profileId: -1");
+    // The endpoint record's absence is logged without a tag.
+    EXPECT_EXIT((prepareToDie(), mContext->setProfileParameter(0, static_cast<Endpoint>(3),
+                                                               volume_leveler_amount, {1})),
+                ::testing::ExitedWithCode(255), "\\[\\] Couldn't find the profile endpoint fo 3");
 }
 
 }  // namespace
