@@ -26,61 +26,55 @@ namespace {
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::StartsWith;
-using testing::TempRoot;
-
-struct Outcome {
-    int status;
-    std::string out;
-    std::string err;
-};
-
-std::string slurp(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
 
 class InspectTuningTest : public ::testing::Test {
   protected:
+    struct Outcome {
+        int status;
+        std::string out;
+        std::string err;
+    };
+
     Outcome inspect(const std::string& args) {
-        std::string out = mRoot.hostPath("/stdout.txt");
-        std::string err = mRoot.hostPath("/stderr.txt");
+        std::string out = mRoot.hostPath("/stdout.txt"), err = mRoot.hostPath("/stderr.txt");
         std::string command = std::string("'") + VELORA_INSPECT_PATH + "' " + args + " >'" + out +
                               "' 2>'" + err + "'";
         int raw = std::system(command.c_str());
         EXPECT_TRUE(WIFEXITED(raw)) << command;
         return Outcome{WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, slurp(out), slurp(err)};
     }
+    static std::string slurp(const std::string& path) {
+        std::stringstream text;
+        text << std::ifstream(path, std::ios::binary).rdbuf();
+        return text.str();
+    }
 
-    static std::string quoted(const std::string& path) { return "'" + path + "'"; }
-
-    TempRoot mRoot;
+    testing::TempRoot mRoot;
+    const std::string mExample = testing::source_file("examples/multimedia_velora_kiv_default.xml");
 };
 
-TEST_F(InspectTuningTest, PrintsEveryRecordOfTheExampleInItsStorageForm) {
-    std::string example = testing::source_file("examples/multimedia_velora_kiv_default.xml");
-    Outcome run = inspect("tuning " + quoted(example));
+TEST_F(InspectTuningTest, PrintsEveryRecordInItsStorageFormSortedByKindThenKey) {
+    Outcome run = inspect("tuning '" + mExample + "'");
     ASSERT_EQ(0, run.status) << run.err;
+    EXPECT_THAT(run.err, IsEmpty());
     EXPECT_THAT(run.out,
-                StartsWith("file=" + example + "\nformat_version=1.0.0\ntool_version=2.4.17\n"));
+                StartsWith("file=" + mExample + "\nformat_version=1.0.0\ntool_version=2.4.17\n"));
     EXPECT_THAT(run.out, HasSubstr("\nsummary: 3 ieq presets, 4 geq presets, 4 profiles, "
                                    "12 profile endpoints, 4 tunings, 9 device tunings\n"));
-    EXPECT_THAT(run.err, IsEmpty());
-
     // Every record the library reads appears whole, right under its heading.
-    TuningFileParser parser(example);
+    TuningFileParser parser(mExample);
     DeviceData& data = *parser.getDeviceData();
     std::vector<std::string> texts;
-    for (auto* r : data.getIeqPresets()) texts.push_back(r->toString());
-    for (auto* r : data.getGeqPresets()) texts.push_back(r->toString());
-    for (auto* r : data.getProfiles()) texts.push_back(r->toString());
-    for (auto* r : data.getProfileEndpoints()) texts.push_back(r->toString());
-    for (auto* r : data.getTunings()) texts.push_back(r->toString());
-    for (auto* r : data.getDeviceTunings()) texts.push_back(r->toString() + "\n");
+    auto add = [&texts](const auto& records, const char* end) {
+        for (const auto* record : records) texts.push_back(record->toString() + end);
+    };
+    add(data.getIeqPresets(), "");
+    add(data.getGeqPresets(), "");
+    add(data.getProfiles(), "");
+    add(data.getProfileEndpoints(), "");
+    add(data.getTunings(), "");
+    add(data.getDeviceTunings(), "\n");
     for (const std::string& text : texts) EXPECT_THAT(run.out, HasSubstr("]\n" + text));
-
-    // Sorted by kind, then key.
     std::vector<std::string> headings;
     std::istringstream lines(run.out);
     for (std::string line; std::getline(lines, line);) {
@@ -94,51 +88,37 @@ TEST_F(InspectTuningTest, PrintsEveryRecordOfTheExampleInItsStorageForm) {
     EXPECT_EQ("[tuning name=headphone]", headings[23]);
     EXPECT_EQ("[device_tuning device=default_bluetooth port=bluetooth]", headings[27]);
     EXPECT_EQ("[device_tuning device=usb_c_earphones port=usb]", headings.back());
-}
 
-TEST_F(InspectTuningTest, ValidatedShowsThePresetsTheDatabaseWouldKeep) {
-    std::string example =
-        quoted(testing::source_file("examples/multimedia_velora_kiv_default.xml"));
+    // --validated shows the presets the database would keep.
     const std::string custom =
-        "[profile profileId=3 name=Custom]\nid=-1\nprofileId=3\nname=Custom\n"
-        "selectedIeqPreset=";
-    EXPECT_THAT(inspect("tuning " + example).out, HasSubstr(custom + "balanced\n"));
-    Outcome validated = inspect("tuning --validated " + example);
-    ASSERT_EQ(0, validated.status) << validated.err;
-    EXPECT_THAT(validated.out, HasSubstr(custom + "off\n"));
+        "[profile profileId=3 name=Custom]\nid=-1\nprofileId=3\n"
+        "name=Custom\nselectedIeqPreset=";
+    EXPECT_THAT(run.out, HasSubstr(custom + "balanced\n"));
+    EXPECT_THAT(inspect("tuning --validated '" + mExample + "'").out, HasSubstr(custom + "off\n"));
 }
 
-TEST_F(InspectTuningTest, UnreadableFilesFailWithTheReasonOnStandardError) {
-    Outcome missing = inspect("tuning " + quoted(mRoot.hostPath("/absent.xml")));
+TEST_F(InspectTuningTest, UnreadableFilesAndUsageErrorsFailWithTheReasonOnStandardError) {
+    Outcome missing = inspect("tuning '" + mRoot.hostPath("/absent.xml") + "'");
     EXPECT_EQ(1, missing.status);
     EXPECT_THAT(missing.out, IsEmpty());
     EXPECT_THAT(missing.err,
                 HasSubstr(mRoot.hostPath("/absent.xml") + ": No such file or directory"));
-
     std::string malformed = testing::source_file("tests/data/tuning/malformed.xml");
-    Outcome broken = inspect("tuning " + quoted(malformed));
+    Outcome broken = inspect("tuning '" + malformed + "'");
     EXPECT_EQ(1, broken.status);
     EXPECT_THAT(broken.out, IsEmpty());
     EXPECT_THAT(broken.err, HasSubstr("fail to call xmlReadFile,  128"));
     EXPECT_THAT(broken.err, HasSubstr("Opening and ending tag mismatch"));
     EXPECT_THAT(broken.err, HasSubstr(malformed + " is not a readable tuning file (error -22)"));
-
     // A file that reads with sections dropped is a success; the log says what went.
     Outcome partial =
-        inspect("tuning " + quoted(testing::source_file("tests/data/tuning/no-whitespace.xml")));
+        inspect("tuning '" + testing::source_file("tests/data/tuning/no-whitespace.xml") + "'");
     EXPECT_EQ(0, partial.status);
     EXPECT_THAT(partial.err, HasSubstr("Tuning [speaker] at line 2 dropped"));
-}
 
-TEST_F(InspectTuningTest, UsageErrorsAndHelp) {
-    Outcome help = inspect("--help");
-    EXPECT_EQ(0, help.status);
-    EXPECT_THAT(help.out, HasSubstr("tuning [--validated] FILE"));
-
-    Outcome tuningHelp = inspect("tuning --help");
-    EXPECT_EQ(0, tuningHelp.status);
-    EXPECT_THAT(tuningHelp.out, HasSubstr("sorted by kind and key"));
-
+    EXPECT_EQ(0, inspect("--help").status);
+    EXPECT_THAT(inspect("--help").out, HasSubstr("tuning [--validated] FILE"));
+    EXPECT_THAT(inspect("tuning --help").out, HasSubstr("sorted by kind and key"));
     for (const char* args : {"", "bogus", "tuning", "tuning --frobnicate x.xml", "tuning a b"}) {
         Outcome run = inspect(args);
         EXPECT_EQ(2, run.status) << args;

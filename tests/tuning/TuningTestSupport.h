@@ -5,6 +5,7 @@
 #pragma once
 
 #include <algorithm>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -18,55 +19,20 @@ inline std::string source_file(const std::string& relative) {
     return TempRoot::sourceDir() + "/" + relative;
 }
 
-// Writes a tuning file below the temporary root and returns its host path.
-inline std::string write_tuning(const TempRoot& root, const std::string& text,
-                                const std::string& name = "/tuning.xml") {
-    root.write(name, text);
-    return root.hostPath(name);
-}
-
-// Lookups by the records' own keys; null (or empty) when there is none. Records of a
+// The record whose key (read by the accessor) equals the value, or null. Records of a
 // DeviceData come in pointer order, so tests never rely on the order of the sets.
+template <typename T, typename Key, typename Value>
+T* find_by(const std::set<T*>& records, Key key, const Value& value) {
+    for (T* record : records) {
+        if ((record->*key)() == value) return record;
+    }
+    return nullptr;
+}
 inline Tuning* find_tuning(DeviceData& data, const std::string& name) {
-    for (Tuning* tuning : data.getTunings()) {
-        if (tuning->getName() == name) return tuning;
-    }
-    return nullptr;
+    return find_by(data.getTunings(), &Tuning::getName, name);
 }
-
 inline Profile* find_profile(DeviceData& data, int profileId) {
-    for (Profile* profile : data.getProfiles()) {
-        if (profile->getProfileId() == profileId) return profile;
-    }
-    return nullptr;
-}
-
-inline ProfileEndpoint* find_endpoint(DeviceData& data, int profileId, Endpoint endpoint) {
-    for (ProfileEndpoint* record : data.getProfileEndpoints()) {
-        if (record->getProfileId() == profileId && record->getEndpoint() == endpoint) return record;
-    }
-    return nullptr;
-}
-
-inline IeqPreset* find_ieq(DeviceData& data, PresetType type) {
-    for (IeqPreset* preset : data.getIeqPresets()) {
-        if (preset->getType() == type) return preset;
-    }
-    return nullptr;
-}
-
-inline GeqPreset* find_geq(DeviceData& data, int profileId) {
-    for (GeqPreset* preset : data.getGeqPresets()) {
-        if (preset->getProfileId() == profileId) return preset;
-    }
-    return nullptr;
-}
-
-inline DeviceTuning* find_device(DeviceData& data, const std::string& device) {
-    for (DeviceTuning* entry : data.getDeviceTunings()) {
-        if (entry->getDevice() == device) return entry;
-    }
-    return nullptr;
+    return find_by(data.getProfiles(), &Profile::getProfileId, profileId);
 }
 
 // "device@port" of every entry that selects the tuning, sorted.
@@ -78,6 +44,32 @@ inline std::vector<std::string> devices_of(DeviceData& data, const std::string& 
     }
     std::sort(devices.begin(), devices.end());
     return devices;
+}
+
+// Records kept: ieq presets, geq presets, profiles, profile endpoints, tunings, devices.
+inline std::vector<size_t> counts_of(DeviceData& data) {
+    return {data.getIeqPresets().size(), data.getGeqPresets().size(),
+            data.getProfiles().size(),   data.getProfileEndpoints().size(),
+            data.getTunings().size(),    data.getDeviceTunings().size()};
+}
+
+// Whether every record holds only parameters its kind may hold (or, with `all`, exactly
+// those).
+inline bool params_valid(DeviceData& data, bool all = false) {
+    auto check = [all](const auto& records) {
+        for (const ParameterValues* record : records) {
+            const std::set<Parameter>& valid = record->getValidParams();
+            std::set<Parameter> keys;
+            for (const auto& entry : record->getValues()) keys.insert(entry.first);
+            if (all ? keys != valid
+                    : !std::includes(valid.begin(), valid.end(), keys.begin(), keys.end()))
+                return false;
+        }
+        return true;
+    };
+    return check(data.getIeqPresets()) && check(data.getGeqPresets()) &&
+           check(data.getProfiles()) && check(data.getProfileEndpoints()) &&
+           check(data.getTunings());
 }
 
 }  // namespace velora::testing
