@@ -3,9 +3,8 @@
  * Licensed under the Apache License, Version 2.0.
  */
 // Sixteen client threads at once against one service: readers, writers, tuning-device
-// selection and registrations (some ending in death). Nothing may deadlock, every message
-// must reach the watching client exactly once and in the order it was applied, and the state
-// at the end must be what the last applied writes say.
+// selection and registrations (some ending in death). Nothing may deadlock, every message must
+// reach the watching client once, in the order applied, and the final state must match it.
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -39,11 +38,9 @@ using velora::testing::words_to_bytes;
 
 constexpr int kThreads = 16;
 constexpr int kMaxIterations = 60;
-// An unregistration saves the whole state (one database transaction), so registrations run
-// fewer rounds.
+// An unregistration saves the whole state in one transaction: registrations run fewer rounds.
 constexpr int kMaxRegistrations = 20;
-// Each thread stops at its iteration bound or after this long, whichever comes first, so the
-// test stays short under the sanitizers too.
+// Each thread stops at its bound or after this long, so the sanitizer builds stay short too.
 constexpr auto kRunTime = std::chrono::milliseconds(2000);
 
 constexpr int32_t kRegisteredMarker = 0x72656763;
@@ -87,11 +84,8 @@ TEST(ServiceConcurrencyTest, SixteenClientThreadsAtOnce) {
                         const uint8_t profiles[] = {0, 0, 0, 3};
                         const uint8_t gains[] = {0, 0, 0, 1, 110, 0, 0, 0, 0, 0, 0, 0};
                         int32_t out[32];
-                        if (service->getPexParam(profiles, sizeof(profiles), out, sizeof(out)) !=
-                                0 ||
-                            out[0] != 4) {
-                            failures++;
-                        }
+                        const int got = service->getPexParam(profiles, 4, out, sizeof(out));
+                        if (got != 0 || out[0] != 4) failures++;
                         service->getPexParam(gains, sizeof(gains), out, sizeof(out));
                         service->getIntParam(VeloraManagerService::kPexOn);
                         service->getIntParam(VeloraManagerService::kDecoderClients);
@@ -115,11 +109,8 @@ TEST(ServiceConcurrencyTest, SixteenClientThreadsAtOnce) {
                         } else {
                             buffer = words_to_bytes({0x0A000000, 0, (t + i) % 4});
                         }
-                        if (service->setPexParam(buffer.data(), buffer.size()) == 0) {
-                            posted++;
-                        } else {
-                            failures++;
-                        }
+                        (service->setPexParam(buffer.data(), buffer.size()) == 0 ? posted
+                                                                                 : failures)++;
                         break;
                     }
                     case 2: {  // tuning-device selection
@@ -157,7 +148,6 @@ TEST(ServiceConcurrencyTest, SixteenClientThreadsAtOnce) {
 
     // Every message reached the watcher once: its own registration and everything posted.
     const size_t expected = 1 + posted.load();
-    ::testing::Test::RecordProperty("posted", posted.load());
     ASSERT_TRUE(watcherLog.waitFor(expected)) << watcherLog.count() << " of " << expected;
     EXPECT_EQ(service->getClientCount(), 1u);
     EXPECT_FALSE(service->hasDecCP());

@@ -72,11 +72,6 @@ std::vector<Bytes> CallbackLog::buffers() const {
     return mBuffers;
 }
 
-Bytes CallbackLog::last() const {
-    android::Mutex::Autolock lock(mLock);
-    return mBuffers.empty() ? Bytes() : mBuffers.back();
-}
-
 android::sp<MockKptCallbacks> make_recording_client(CallbackLog& log) {
     android::sp<MockKptCallbacks> client = new ::testing::NiceMock<MockKptCallbacks>();
     ON_CALL(*client, onPexParamUpdate(::testing::_))
@@ -86,17 +81,11 @@ android::sp<MockKptCallbacks> make_recording_client(CallbackLog& log) {
     return client;
 }
 
-Bytes words_to_bytes(std::initializer_list<int32_t> words) {
-    return words_to_bytes(std::vector<int32_t>(words));
-}
-
 Bytes words_to_bytes(const std::vector<int32_t>& words) {
     Bytes bytes(words.size() * sizeof(int32_t));
     if (!bytes.empty()) memcpy(bytes.data(), words.data(), bytes.size());
     return bytes;
 }
-
-Bytes text_bytes(const std::string& text) { return Bytes(text.begin(), text.end()); }
 
 std::vector<int32_t> stored_param(uint32_t device, const char* code) {
     android::KeyedVector<uint32_t, android::PexParamCache*> params;

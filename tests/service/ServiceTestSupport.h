@@ -15,8 +15,8 @@
 #include <utils/StrongPointer.h>
 #include <vendor/velora/hardware/kpt/2.0/IKptCallbacks.h>
 
+#include <climits>
 #include <cstdint>
-#include <initializer_list>
 #include <memory>
 #include <string>
 #include <vector>
@@ -33,8 +33,7 @@ namespace velora::testing {
 using Bytes = std::vector<uint8_t>;
 
 // The settings system brought up from the example tuning file on a temporary root, with a
-// KsContextManager of its own (not the process-wide one), so that every test starts from
-// the file's defaults.
+// KsContextManager of its own (not the process-wide one), so every test starts from defaults.
 class ExampleSettings {
   public:
     ExampleSettings();
@@ -43,8 +42,7 @@ class ExampleSettings {
     TempRoot& root() { return mRoot; }
     KsContextManager& manager() { return *mManager; }
     KsContext& context();
-    // Ends the running state and starts a new one over the same root and database, as a
-    // restarted service process would.
+    // A new running state over the same root and database, as a restarted process would have.
     void restart();
 
   private:
@@ -58,18 +56,14 @@ class MockKptCallbacks : public ::vendor::velora::hardware::kpt::V2_0::IKptCallb
                 (const ::android::hardware::hidl_vec<uint8_t>& data), (override));
 };
 
-// The buffers one client was called back with, in order; tests wait on it for a number of
-// callbacks instead of sleeping.
+// The buffers one client was called back with, in order; tests wait on it instead of sleeping.
 class CallbackLog {
   public:
-    // Records the buffer and answers success; meant for Invoke().
     ::android::hardware::Return<void> record(const ::android::hardware::hidl_vec<uint8_t>& data);
-    // Waits until at least count callbacks have arrived; false when they do not come within a
-    // bound far beyond any normal run (the test then fails instead of hanging).
+    // False when count callbacks do not arrive within a bound far beyond any normal run.
     bool waitFor(size_t count);
     size_t count() const;
     std::vector<Bytes> buffers() const;
-    Bytes last() const;
 
   private:
     mutable android::Mutex mLock;
@@ -81,9 +75,12 @@ class CallbackLog {
 android::sp<MockKptCallbacks> make_recording_client(CallbackLog& log);
 
 // The bytes of 32-bit words in native order, as a client packs them.
-Bytes words_to_bytes(std::initializer_list<int32_t> words);
 Bytes words_to_bytes(const std::vector<int32_t>& words);
-Bytes text_bytes(const std::string& text);
+inline Bytes text_bytes(const std::string& text) { return Bytes(text.begin(), text.end()); }
+
+// Values read back from the database carry a trailing 0, and a write equal to the start of a
+// stored vector leaves it as it is: what counts for a switch or an amount is its first element.
+inline int first(const std::vector<int>& values) { return values.empty() ? INT_MIN : values[0]; }
 
 // The committed values of one parameter of one device in the shared parameter store; empty
 // when the store holds none.

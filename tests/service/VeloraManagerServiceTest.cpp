@@ -10,8 +10,8 @@
 
 #include <cerrno>
 #include <cstdint>
-#include <cstdio>
-#include <cstring>
+#include <fstream>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -30,13 +30,20 @@ namespace {
 
 using velora::testing::Bytes;
 using velora::testing::CallbackLog;
-using velora::testing::ExampleSettings;
 using velora::testing::LogCapture;
-using velora::testing::make_recording_client;
-using velora::testing::MockKptCallbacks;
 using velora::testing::words_to_bytes;
 
 constexpr uint8_t kUntouched = 0xAB;
+
+// A get request: the command in byte 3 (the byte counted first), then the given words.
+Bytes request(uint8_t command, const std::vector<int32_t>& words = {}) {
+    Bytes bytes = {0x00, 0x00, 0x00, command};
+    const Bytes tail = words_to_bytes(words);
+    bytes.insert(bytes.end(), tail.begin(), tail.end());
+    return bytes;
+}
+
+Bytes answer(int32_t value) { return words_to_bytes({value}); }
 
 class VeloraManagerServiceTest : public ::testing::Test {
   protected:
@@ -45,13 +52,12 @@ class VeloraManagerServiceTest : public ::testing::Test {
     // Registers a recording client, which starts the manager.
     void start() { ASSERT_EQ(mService->registerClient(mClient, 0, 1000), 0); }
 
-    // Sends a get request of exactly the given bytes and returns the answer buffer, whose
-    // bytes start as kUntouched.
-    Bytes get(const Bytes& request, size_t outLength, int* result = nullptr) {
-        // Exact-size heap copies, so that any read or write beyond them is caught by ASan.
-        std::vector<uint8_t> in(request);
-        std::vector<uint8_t> out(outLength, kUntouched);
-        int status = mService->getPexParam(in.empty() ? nullptr : in.data(), in.size(),
+    // The answer buffer, whose bytes start as kUntouched, of a get of exactly these bytes.
+    Bytes get(const Bytes& in, size_t outLength, int* result = nullptr) {
+        // Exact-size heap copies, so that any access beyond them is caught by ASan.
+        Bytes copy(in);
+        Bytes out(outLength, kUntouched);
+        int status = mService->getPexParam(copy.empty() ? nullptr : copy.data(), copy.size(),
                                            out.empty() ? nullptr : out.data(), out.size());
         if (result != nullptr) *result = status;
         return out;
@@ -59,20 +65,18 @@ class VeloraManagerServiceTest : public ::testing::Test {
 
     velora::KsContext& context() { return mSettings.context(); }
 
-    ExampleSettings mSettings;
+    velora::testing::ExampleSettings mSettings;
     // The clients' logs outlive the service, which calls its clients until it is gone.
     CallbackLog mLog;
     CallbackLog mOtherLog;
     sp<VeloraManagerService> mService = new VeloraManagerService(&mSettings.manager());
-    sp<MockKptCallbacks> mClient = make_recording_client(mLog);
+    sp<velora::testing::MockKptCallbacks> mClient = make_recording_client(mLog);
 };
-
-Bytes answer(int32_t value) { return words_to_bytes({value}); }
 
 TEST_F(VeloraManagerServiceTest, RequestsBeforeTheFirstRegistrationAreRefused) {
     LogCapture log;
     int result = 0;
-    EXPECT_EQ(get({0x00, 0x00, 0x00, 0x03}, 4, &result), Bytes(4, kUntouched));
+    EXPECT_EQ(get(request(3), 4, &result), Bytes(4, kUntouched));
     EXPECT_EQ(result, -ENODEV);
     const Bytes set = words_to_bytes({0, 0, 1});
     EXPECT_EQ(mService->setPexParam(set.data(), set.size()), -ENODEV);
@@ -86,8 +90,7 @@ TEST_F(VeloraManagerServiceTest, RequestsBeforeTheFirstRegistrationAreRefused) {
     EXPECT_FALSE(mService->isInitialized());
 
     start();
-    EXPECT_TRUE(mService->isInitialized());
-    EXPECT_EQ(get({0x00, 0x00, 0x00, 0x03}, 4, &result), answer(4));
+    EXPECT_EQ(get(request(3), 4, &result), answer(4));
     EXPECT_EQ(result, 0);
 }
 
@@ -98,7 +101,7 @@ TEST_F(VeloraManagerServiceTest, RegistryIsKeyedByUidPlusType) {
         log.contains("VeloraManagerService", ANDROID_LOG_WARN, "registerClient got NULL client"));
     EXPECT_EQ(mService->getClientCount(), 0u);
 
-    sp<MockKptCallbacks> other = make_recording_client(mOtherLog);
+    sp<velora::testing::MockKptCallbacks> other = make_recording_client(mOtherLog);
     ASSERT_EQ(mService->registerClient(mClient, 2, 10), 0);
     EXPECT_TRUE(mService->hasDecCP());
     EXPECT_EQ(mService->getIntParam(VeloraManagerService::kDecoderClients), 1);
@@ -109,9 +112,9 @@ TEST_F(VeloraManagerServiceTest, RegistryIsKeyedByUidPlusType) {
     EXPECT_EQ(mService->registerClient(mClient, 2, 10), -EEXIST);
     EXPECT_EQ(mService->getClientCount(), 1u);
 
+    // Type 0 is no decoder: the count drops to zero with the type-2 client.
     ASSERT_EQ(mService->registerClient(other, 0, 11), 0);
     EXPECT_EQ(mService->getClientCount(), 2u);
-    // Type 0 is no decoder: the count stays at one.
     ASSERT_EQ(mService->unregisterClient(mClient, 2, 10), 0);
     EXPECT_FALSE(mService->hasDecCP());
     EXPECT_EQ(mService->getIntParam(VeloraManagerService::kDecoderClients), 0);
@@ -122,29 +125,26 @@ TEST_F(VeloraManagerServiceTest, RegistryIsKeyedByUidPlusType) {
 
 TEST_F(VeloraManagerServiceTest, PackedGetReadsTheCommandInItsOwnByteOrder) {
     start();
-    ASSERT_TRUE(mService->isInitialized());
     context().setPexOn(true);
     context().setSelectedProfile(2);
 
-    EXPECT_EQ(get({0x00, 0x00, 0x00, 0x03}, 4), answer(4));
+    EXPECT_EQ(get(request(3), 4), answer(4));
     // The same bytes the other way round are command 768, which answers nothing.
     EXPECT_EQ(get({0x03, 0x00, 0x00, 0x00}, 4), Bytes(4, kUntouched));
-    EXPECT_EQ(get({0x00, 0x00, 0x00, 0x00}, 4), answer(1));
-    EXPECT_EQ(get({0x00, 0x00, 0x00, 0x0A}, 4), answer(2));
-    EXPECT_EQ(get({0x00, 0x00, 0x00, 0x0D}, 4), answer(0));
+    EXPECT_EQ(get(request(0), 4), answer(1));
+    EXPECT_EQ(get(request(10), 4), answer(2));
+    EXPECT_EQ(get(request(13), 4), answer(0));
     // Command 11 with the profile in bytes 4-7.
-    Bytes modified = {0x00, 0x00, 0x00, 0x0B, 0x01, 0x00, 0x00, 0x00};
-    EXPECT_EQ(get(modified, 4), answer(0));
-    ASSERT_TRUE(mSettings.manager().getKsContext() != nullptr);
+    EXPECT_EQ(get(request(11, {1}), 4), answer(0));
     context().setProfileParameter(1, velora::ieq_amount, {3});
-    EXPECT_EQ(get(modified, 4), answer(1));
+    EXPECT_EQ(get(request(11, {1}), 4), answer(1));
     // Commands without an answer leave the buffer alone.
     for (uint8_t command : {4, 9, 12, 14, 200}) {
-        EXPECT_EQ(get({0x00, 0x00, 0x00, command}, 4), Bytes(4, kUntouched)) << int(command);
+        EXPECT_EQ(get(request(command), 4), Bytes(4, kUntouched)) << int(command);
     }
     // A 32-bit answer never goes past a shorter answer buffer.
     LogCapture log;
-    EXPECT_EQ(get({0x00, 0x00, 0x00, 0x03}, 3), Bytes(3, kUntouched));
+    EXPECT_EQ(get(request(3), 3), Bytes(3, kUntouched));
     EXPECT_TRUE(
         log.containsMessage("packAndReceiveParam : Invalid output length, not enough buffer!"));
 }
@@ -154,43 +154,37 @@ TEST_F(VeloraManagerServiceTest, PackedGetOfParameterValues) {
     context().setProfileParameter(1, velora::ENDPOINT_HEADPHONE, velora::dialog_enhancer_amount,
                                   {9});
     context().setProfileParameter(1, velora::ENDPOINT_SPEAKER, velora::dialog_enhancer_amount, {4});
-    // Command 1: id in bytes 4-7, profile in bytes 8-11.
-    Bytes request = {0x00, 0x00, 0x00, 0x01};
-    Bytes id = words_to_bytes({108});
-    Bytes profile = words_to_bytes({1});
-    request.insert(request.end(), id.begin(), id.end());
-    request.insert(request.end(), profile.begin(), profile.end());
-    EXPECT_EQ(get(request, 4), answer(4));
+    // Command 1: id in bytes 4-7, profile in bytes 8-11; the plain read is the speaker's.
+    EXPECT_EQ(get(request(1, {108, 1}), 4), answer(4));
     // Eight bytes of room for one value: the rest stays untouched.
-    Bytes wide = get(request, 8);
+    Bytes wide = get(request(1, {108, 1}), 8);
     EXPECT_EQ(Bytes(wide.begin(), wide.begin() + 4), answer(4));
     EXPECT_EQ(Bytes(wide.begin() + 4, wide.end()), Bytes(4, kUntouched));
 
     // Command 2: one byte carries the profile (high nibble) and the port (low nibble).
-    Bytes portRequest = {0x00, 0x00, 0x00, 0x02};
-    portRequest.insert(portRequest.end(), id.begin(), id.end());
-    portRequest.push_back(0x13);  // profile 1, port 3 (headphone)
-    EXPECT_EQ(get(portRequest, 4), answer(9));
-    portRequest.back() = 0x14;  // bluetooth uses the headphone settings too
-    EXPECT_EQ(get(portRequest, 4), answer(9));
-    portRequest.back() = 0x10;  // internal speaker
-    EXPECT_EQ(get(portRequest, 4), answer(4));
-    portRequest.back() = 0x17;  // no port 7: nothing
-    EXPECT_EQ(get(portRequest, 4), Bytes(4, kUntouched));
+    const std::vector<std::pair<uint8_t, Bytes>> ports = {
+        {0x13, answer(9)},  // profile 1, headphone
+        {0x14, answer(9)},  // bluetooth uses the headphone settings too
+        {0x10, answer(4)},  // internal speaker
+        {0x17, Bytes(4, kUntouched)},  // no port 7: nothing
+    };
+    for (const auto& [profilePort, expected] : ports) {
+        Bytes portRequest = request(2, {108});
+        portRequest.push_back(profilePort);
+        EXPECT_EQ(get(portRequest, 4), expected) << std::hex << int(profilePort);
+    }
 
     // The gains need room for every value read back (more than twenty, since values from the
     // database carry a trailing 0): one word less and nothing is copied.
     LogCapture log;
-    Bytes geq = {0x00, 0x00, 0x00, 0x01};
-    Bytes geqId = words_to_bytes({110, 0});
-    geq.insert(geq.end(), geqId.begin(), geqId.end());
     const std::vector<int> stored = context().getProfileGeqParameter(0, velora::geq_gain);
     ASSERT_GE(stored.size(), 20u);
     const size_t bytes = stored.size() * 4;
-    EXPECT_EQ(get(geq, bytes - 4), Bytes(bytes - 4, kUntouched));
+    EXPECT_EQ(get(request(1, {110, 0}), bytes - 4), Bytes(bytes - 4, kUntouched));
     EXPECT_TRUE(
         log.containsMessage("packAndReceiveParam : Invalid output length, not enough buffer!"));
-    EXPECT_EQ(get(geq, bytes), words_to_bytes(std::vector<int32_t>(stored.begin(), stored.end())));
+    EXPECT_EQ(get(request(1, {110, 0}), bytes),
+              words_to_bytes(std::vector<int32_t>(stored.begin(), stored.end())));
 }
 
 TEST_F(VeloraManagerServiceTest, ShortAndOddGetRequestsAreReadWithinTheirLength) {
@@ -202,17 +196,15 @@ TEST_F(VeloraManagerServiceTest, ShortAndOddGetRequestsAreReadWithinTheirLength)
     EXPECT_TRUE(log.containsMessage("packAndReceiveParam : Invalid input length!"));
     EXPECT_EQ(get({}, 4), answer(0));
 
-    context().setProfileParameter(1, velora::ieq_amount, {13});
     // Command 1 with a ten-byte request: the profile's missing top bytes read as zero.
+    context().setProfileParameter(1, velora::ieq_amount, {13});
     log.clear();
-    Bytes request = {0x00, 0x00, 0x00, 0x01, 107, 0x00, 0x00, 0x00, 0x01, 0x00};
-    EXPECT_EQ(get(request, 4), answer(13));
+    EXPECT_EQ(get({0x00, 0x00, 0x00, 0x01, 107, 0x00, 0x00, 0x00, 0x01, 0x00}, 4), answer(13));
     EXPECT_TRUE(log.containsMessage("packAndReceiveParam : Invalid input length!"));
-    // Command 2 needs byte 8 only.
+    // Command 2 needs byte 8 only; the loaded amount comes with its trailing 0.
     log.clear();
-    Bytes portRequest = {0x00, 0x00, 0x00, 0x02, 108, 0x00, 0x00, 0x00, 0x00};
-    // The loaded amount, with the trailing 0 of values read back from the database.
-    EXPECT_EQ(get(portRequest, 8), words_to_bytes({6, 0}));
+    EXPECT_EQ(get({0x00, 0x00, 0x00, 0x02, 108, 0x00, 0x00, 0x00, 0x00}, 8),
+              words_to_bytes({6, 0}));
     EXPECT_FALSE(log.containsMessage("packAndReceiveParam : Invalid input length!"));
 }
 
@@ -220,12 +212,11 @@ TEST_F(VeloraManagerServiceTest, IntegerParametersByCode) {
     start();
     context().setPexOn(true);
     using S = VeloraManagerService;
-    EXPECT_EQ(mService->getIntParam(fourcc("ABCD")), -1);
     mService->setIntParam(fourcc("ABCD"), 5);
+    EXPECT_EQ(mService->getIntParam(fourcc("ABCD")), -1);
     mService->setIntParam(S::kPexOn, 0);  // read-only code: no effect
     EXPECT_EQ(mService->getIntParam(S::kPexOn), 1);
     EXPECT_EQ(mService->getIntParam(S::kChannelCount), 0);
-
     mService->setIntParam(S::kStoredDEAM, 0x123456789ALL);
     EXPECT_EQ(mService->getIntParam(S::kStoredDEAM), 0x123456789ALL);
     mService->setIntParam(S::kStoredDECT, 0x100000005LL);
@@ -250,13 +241,14 @@ TEST_F(VeloraManagerServiceTest, IntegerParametersByCode) {
 
 TEST_F(VeloraManagerServiceTest, TuningDeviceNamesArePackedWithTheirZeros) {
     start();
-    EXPECT_EQ(mService->getAvailableTuningDevicesLen(velora::PORT_USB), 28);
+    ASSERT_EQ(mService->getAvailableTuningDevicesLen(velora::PORT_USB), 28);
     std::vector<char> names(28, 'x');
     mService->getAvailableTuningDevices(velora::PORT_USB, names.data(), names.size());
     std::vector<std::string> listed;
     for (size_t at = 0; at < names.size(); at += listed.back().size() + 1) {
         listed.emplace_back(names.data() + at);
     }
+    // In the provider's order, which the file does not fix.
     EXPECT_THAT(listed, ::testing::UnorderedElementsAre("default_usb", "usb_c_earphones"));
 
     LogCapture log;
@@ -300,23 +292,15 @@ TEST_F(VeloraManagerServiceTest, DumpTellsTheStateInWords) {
               "Permission Denial: can't dump VeloraManagerService\n");
 }
 
-// A tuning file whose format version has a part beyond one byte.
 TEST(VeloraManagerServiceVersionTest, FormatVersionPartsMustFitOneByte) {
     velora::testing::TempRoot root;
-    std::string text;
-    {
-        FILE* file = fopen(
-            (velora::testing::TempRoot::sourceDir() + "/examples/multimedia_velora_kiv_default.xml")
-                .c_str(),
-            "r");
-        ASSERT_NE(file, nullptr);
-        char chunk[4096];
-        size_t n;
-        while ((n = fread(chunk, 1, sizeof(chunk), file)) > 0) text.append(chunk, n);
-        fclose(file);
-    }
+    std::ifstream file(velora::testing::TempRoot::sourceDir() +
+                       "/examples/multimedia_velora_kiv_default.xml");
+    std::stringstream contents;
+    contents << file.rdbuf();
+    std::string text = contents.str();
     const std::string from = "maintenance=\"0\"/>";
-    size_t at = text.find(from);
+    const size_t at = text.find(from);
     ASSERT_NE(at, std::string::npos);
     text.replace(at, from.size(), "maintenance=\"300\"/>");
     root.write(velora::SystemPaths::kDefaultTuningFile, text);
