@@ -3,7 +3,7 @@
 #
 # Usage: scripts/bench.sh [--brief] [--summary FILE] [--instructions] [--build DIR]
 #                         [-- BENCH_ARGS...]
-#   (none)           every benchmark, measured properly (a few minutes); ends with the table of
+#   (none)           every benchmark, measured properly (about 90 s); ends with the table of
 #                    figures, floors and ratios that docs/performance.md quotes
 #   --brief          every benchmark a few times only, to prove they all still run (CI)
 #   --summary FILE   also write that table (markdown) to FILE
