@@ -64,12 +64,7 @@ void PexController::setPexEffect(PexEffect& effect, KsContext& context) {
     mEffect->setEnabled(context.getPexOn());
 }
 
-void PexController::onLoad(KsContext& context) {
-    ALOGI("onLoad()");
-    Profile* profile = context.getSelectedProfile();
-    if (profile != nullptr) {
-        mContext->setProfile(*profile);
-    }
+void PexController::setSelectedPresets(KsContext& context) {
     IeqPreset* ieq = context.getSelectedProfileIeq();
     if (ieq != nullptr) {
         mContext->setIeqPreset(*ieq);
@@ -78,6 +73,15 @@ void PexController::onLoad(KsContext& context) {
     if (geq != nullptr) {
         mContext->setGeqPreset(*geq);
     }
+}
+
+void PexController::onLoad(KsContext& context) {
+    ALOGI("onLoad()");
+    Profile* profile = context.getSelectedProfile();
+    if (profile != nullptr) {
+        mContext->setProfile(*profile);
+    }
+    setSelectedPresets(context);
     for (const auto& [port, device] : PexContext::kDeviceForPort) {
         (void)device;
         ProfileEndpoint* profileEndpoint = context.getSelectedProfileEndpoint(port);
@@ -106,14 +110,7 @@ void PexController::onSelectedProfileChanged(KsContext& context) {
         ALOGI("Profile Changed to %s", profile->getName().c_str());
         mContext->setProfile(*profile);
     }
-    IeqPreset* ieq = context.getSelectedProfileIeq();
-    if (ieq != nullptr) {
-        mContext->setIeqPreset(*ieq);
-    }
-    GeqPreset* geq = context.getSelectedProfileGeq();
-    if (geq != nullptr) {
-        mContext->setGeqPreset(*geq);
-    }
+    setSelectedPresets(context);
     for (const auto& [port, device] : PexContext::kDeviceForPort) {
         (void)device;
         ProfileEndpoint* profileEndpoint = context.getSelectedProfileEndpoint(port);

@@ -61,6 +61,9 @@ class PexController : public OnKsContextChange {
     ParameterTranslator* getTranslator(AndroidDevice device);
 
   private:
+    // Hands the selected profile's IEQ and GEQ presets to the profile view.
+    void setSelectedPresets(KsContext& context);
+
     std::map<AndroidDevice, ParameterTranslator*> mTranslators;
     PexEffect* mEffect;
     // Given by the facade and kept; the device set above is fixed.
