@@ -515,30 +515,26 @@ std::set<DeviceTuning*> DatabaseHelper::queryDeviceTunings(const std::string& po
     return result;
 }
 
-std::string DatabaseHelper::selectConfigurationValue(const std::string& key, bool* found) {
-    // Walks every row of the key: a key inserted twice answers with its last row.
-    *found = false;
+void DatabaseHelper::forEachConfigurationValue(
+        const std::string& key, const std::function<void(const std::string&)>& visit) {
     if (mDb == nullptr) {
         ALOGE("the database is not connected");
-        return std::string();
+        return;
     }
     std::string sql = std::string("SELECT value FROM ") + kTableNames[TABLE_CONFIGURATION] +
                       " WHERE key='" + escape_sql_quotes(key) + "'";
     SqliteStatement statement;
     if (statement.prepare(mDb, sql) != SQLITE_OK) {
         ALOGE("failed to prepare sql: %s, line %d", sql.c_str(), __LINE__);
-        return std::string();
+        return;
     }
-    std::string value;
     int rc;
     while ((rc = statement.step()) == SQLITE_ROW) {
-        value = statement.columnText(0);
-        *found = true;
+        visit(statement.columnText(0));
     }
     if (rc != SQLITE_DONE) {
         ALOGE("Unknow error... %d", __LINE__);
     }
-    return value;
 }
 
 bool DatabaseHelper::queryPexStatus(const std::string& key) {
@@ -546,34 +542,24 @@ bool DatabaseHelper::queryPexStatus(const std::string& key) {
         ALOGE("the database is not connected");
         return false;
     }
-    std::string sql = std::string("SELECT value FROM ") + kTableNames[TABLE_CONFIGURATION] +
-                      " WHERE key='" + escape_sql_quotes(key) + "'";
-    SqliteStatement statement;
-    if (statement.prepare(mDb, sql) != SQLITE_OK) {
-        ALOGE("failed to prepare sql: %s, line %d", sql.c_str(), __LINE__);
-        return false;
-    }
+    // On unless a row says otherwise; texts other than "true" and "false" change nothing.
     bool on = true;
-    int rc;
-    while ((rc = statement.step()) == SQLITE_ROW) {
-        std::string value = statement.columnText(0);
+    forEachConfigurationValue(key, [&on](const std::string& value) {
         if (value == "false") on = false;
         if (value == "true") on = true;
-    }
-    if (rc != SQLITE_DONE) {
-        ALOGE("Unknow error... %d", __LINE__);
-    }
+    });
     return on;
 }
 
 std::string DatabaseHelper::querySelectedProfile(const std::string& key) {
-    bool found;
-    return selectConfigurationValue(key, &found);
+    return queryConfigurationValue(key);
 }
 
 std::string DatabaseHelper::queryConfigurationValue(const std::string& key) {
-    bool found;
-    return selectConfigurationValue(key, &found);
+    // A key inserted twice answers with its last row.
+    std::string last;
+    forEachConfigurationValue(key, [&last](const std::string& value) { last = value; });
+    return last;
 }
 
 void DatabaseHelper::updateGeqValue(GeqPreset* preset, const std::string& customName) {

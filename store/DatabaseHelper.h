@@ -135,7 +135,9 @@ class DatabaseHelper {
     void insertRecordText(TableType table, const std::string& recordText,
                           const std::string& customName, long long id);
     long long newRowId(TableType table);
-    std::string selectConfigurationValue(const std::string& key, bool* found);
+    // Calls visit with the value of every row of key, in row order.
+    void forEachConfigurationValue(const std::string& key,
+                                   const std::function<void(const std::string&)>& visit);
     void updateConfiguration(const std::string& key, const std::string& value);
 
     std::string mDbName;
