@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
+#include "tools/common/Json.h"
 #include "tools/veloractl/CommandLine.h"
 #include "tools/veloractl/ExternalParameter.h"
-#include "tools/veloractl/JsonValue.h"
 #include "tools/veloractl/PackedBuffer.h"
 #include "tools/veloractl/TextParsing.h"
 #include "tools/veloractl/UpdateDecoder.h"
@@ -57,8 +57,8 @@ TEST(VeloractlTextTest, CodesPortsAndParametersByNameOrNumber) {
 }
 
 TEST(VeloractlTextTest, OptionsAnywhereButNegativeValuesStayArguments) {
-    const char* argv[] = {"veloractl", "set",  "--json", "0",  "geq-gains",
-                          "-5",        "--port", "usb",  "--", "--json"};
+    const char* argv[] = {"veloractl", "set",    "--json", "0",  "geq-gains",
+                          "-5",        "--port", "usb",    "--", "--json"};
     CommandLine line;
     ASSERT_TRUE(line.parse(10, argv)) << line.error();
     EXPECT_EQ("set", line.command);
@@ -77,7 +77,8 @@ TEST(VeloractlTextTest, PackedGetPutsTheCommandInByteThree) {
     ASSERT_EQ(12u, request.size());
     EXPECT_EQ(std::string("\0\0\0\x03", 4), request.substr(0, 4));
     EXPECT_EQ(0x35, packed_profile_port(3, 5));
-    EXPECT_EQ(std::string("\0\0\0\x0a", 4), packed_set_buffer(kSetSelectedProfile, {2}).substr(0, 4));
+    EXPECT_EQ(std::string("\0\0\0\x0a", 4),
+              packed_set_buffer(kSetSelectedProfile, {2}).substr(0, 4));
 }
 
 TEST(VeloractlTextTest, TheAppliedEchoDiffersInWordOneOnly) {
@@ -99,13 +100,22 @@ TEST(VeloractlTextTest, CallbacksAreDecodedByShape) {
     EXPECT_EQ("no-data", decode_update("").kind);
     DecodedUpdate raw = decode_update(std::string("\x01\x02", 2));
     EXPECT_EQ("bytes", raw.kind);
-    EXPECT_NE(std::string::npos, raw.json.dump().find("\"bytes\":\"0102\""));
+    EXPECT_NE(std::string::npos, json_dump(raw.json).find("\"bytes\":\"0102\""));
 }
 
-TEST(VeloractlTextTest, JsonStringsStayValidForAnyBytes) {
-    JsonValue value = JsonValue::object();
-    value.set("name", std::string("a\"b\\c\n\x01\xe9", 8)).set("n", -3).set("ok", true);
-    EXPECT_EQ("{\"name\":\"a\\\"b\\\\c\\n\\u0001\\u00e9\",\"n\":-3,\"ok\":true}", value.dump());
+TEST(VeloractlTextTest, JsonStringsStayValidForAnyBytesAndBadDocumentsSayWhere) {
+    Json value = {{"name", json_text(std::string("a\"b\\c\n\x01\xe9", 8))}, {"n", -3}};
+    EXPECT_EQ("{\"name\":\"a\\\"b\\\\c\\n\\u0001\\u00e9\",\"n\":-3}", json_dump(value));
+    EXPECT_EQ("{\"name\":\"\\u00e9\"}", json_dump(Json{{"name", json_text("\xc3\xa9")}}))
+        << "valid UTF-8 is kept as the character it spells";
+
+    Json parsed;
+    std::string error;
+    EXPECT_FALSE(json_parse("{\n  \"on\": true,\n  \"profile\": }", &parsed, &error));
+    EXPECT_EQ(0u, error.find("line 3, column 14:")) << error;
+    EXPECT_FALSE(json_parse("", &parsed, &error));
+    EXPECT_TRUE(json_parse("{\"on\": false}", &parsed, &error)) << error;
+    EXPECT_EQ(false, parsed["on"]);
 }
 
 }  // namespace

@@ -17,6 +17,7 @@
 #include "common/SystemPaths.h"
 #include "model/AndroidDevice.h"
 #include "model/Port.h"
+#include "tools/common/Json.h"
 #include "tools/veloractl/ExternalParameter.h"
 #include "tools/veloractl/PackedBuffer.h"
 #include "tools/veloractl/TextParsing.h"
@@ -246,9 +247,9 @@ void Controller::printCommandHelp(const Command& command) const {
               << kCommonOptions;
 }
 
-void Controller::emit(const JsonValue& json, const std::string& text) const {
+void Controller::emit(const Json& json, const std::string& text) const {
     if (mLine.json) {
-        std::cout << json.dump() << std::endl;
+        std::cout << json_dump(json) << std::endl;
     } else {
         std::cout << text;
         if (!text.empty() && text.back() != '\n') std::cout << '\n';
@@ -259,9 +260,9 @@ void Controller::emit(const JsonValue& json, const std::string& text) const {
 int Controller::failure(ExitStatus status, const std::string& message) const {
     std::cerr << "veloractl: " << message << std::endl;
     if (mLine.json) {
-        JsonValue error = JsonValue::object();
-        error.set("error", message).set("exit", static_cast<int>(status));
-        std::cout << error.dump() << std::endl;
+        std::cout << json_dump(
+                         Json{{"error", json_text(message)}, {"exit", static_cast<int>(status)}})
+                  << std::endl;
     }
     return status;
 }
@@ -416,30 +417,27 @@ int Controller::cmdStatus() {
         !mClient->getDefaultXmlFormatVersion(&version) || !mClient->isMonoInternalSpeaker(&mono)) {
         return closeSession(clientFailure());
     }
-    JsonValue ports = JsonValue::array();
+    Json ports = Json::array();
     std::string portText;
     for (int port = 0; port < kPortCount; ++port) {
         std::string device;
         if (!mClient->getSelectedTuningDevice(port, &device)) {
             return closeSession(clientFailure());
         }
-        ports.push(JsonValue::object()
-                           .set("port", port)
-                           .set("name", kPortNames[port])
-                           .set("device", device));
+        ports.push_back(
+            Json{{"port", port}, {"name", kPortNames[port]}, {"device", json_text(device)}});
         char line[200];
         std::snprintf(line, sizeof(line), "  %-18s %s\n", kPortNames[port],
                       device.empty() ? "(none)" : printable(device).c_str());
         portText += line;
     }
-    JsonValue json = JsonValue::object();
-    json.set("on", on)
-            .set("profile", selected)
-            .set("profileName", profileName)
-            .set("profiles", count)
-            .set("formatVersion", version_text(version))
-            .set("monoInternalSpeaker", mono)
-            .set("ports", ports);
+    Json json = {{"on", on},
+                 {"profile", selected},
+                 {"profileName", json_text(profileName)},
+                 {"profiles", count},
+                 {"formatVersion", version_text(version)},
+                 {"monoInternalSpeaker", mono},
+                 {"ports", ports}};
     std::string text = std::string("effect:          ") + (on ? "on" : "off") + "\n" +
                        "profile:         " + std::to_string(selected) + " (" +
                        printable(profileName) + ") of " + std::to_string(count) + "\n" +
@@ -467,7 +465,7 @@ int Controller::switchEffect(bool on) {
         !mClient->getPexEnabled(&now)) {
         return closeSession(clientFailure());
     }
-    emit(JsonValue::object().set("on", now), std::string("effect: ") + (now ? "on" : "off"));
+    emit(Json{{"on", now}}, std::string("effect: ") + (now ? "on" : "off"));
     return closeSession(now == on ? EXIT_OK
                                   : failure(EXIT_REFUSED, "the service did not switch the effect"));
 }
@@ -480,7 +478,7 @@ int Controller::cmdProfiles() {
     if (!profileCount(&count) || !mClient->getPackedInt(kGetSelectedProfile, 0, &selected)) {
         return closeSession(clientFailure());
     }
-    JsonValue list = JsonValue::array();
+    Json list = Json::array();
     std::string text;
     for (int id = 0; id < count; ++id) {
         std::string name;
@@ -489,17 +487,16 @@ int Controller::cmdProfiles() {
             !mClient->getPackedInt(kGetProfileModified, id, &modified)) {
             return closeSession(clientFailure());
         }
-        list.push(JsonValue::object()
-                          .set("id", id)
-                          .set("name", name)
-                          .set("selected", id == selected)
-                          .set("modified", modified != 0));
+        list.push_back(Json{{"id", id},
+                            {"name", json_text(name)},
+                            {"selected", id == selected},
+                            {"modified", modified != 0}});
         char line[200];
         std::snprintf(line, sizeof(line), "%c %2d  %-20s%s\n", id == selected ? '*' : ' ', id,
                       printable(name).c_str(), modified ? " (modified)" : "");
         text += line;
     }
-    emit(JsonValue::object().set("selected", selected).set("profiles", list), text);
+    emit(Json{{"selected", selected}, {"profiles", list}}, text);
     return closeSession(EXIT_OK);
 }
 
@@ -525,11 +522,10 @@ int Controller::cmdProfile() {
         !mClient->getPackedInt(kGetProfileModified, profile, &modified)) {
         return closeSession(clientFailure());
     }
-    JsonValue json = JsonValue::object();
-    json.set("profile", profile)
-            .set("name", name)
-            .set("selected", selected == profile)
-            .set("modified", modified != 0);
+    Json json = {{"profile", profile},
+                 {"name", json_text(name)},
+                 {"selected", selected == profile},
+                 {"modified", modified != 0}};
     const std::string label = "profile " + std::to_string(profile) + " (" + printable(name) + ")";
     if (select) {
         emit(json, label + " selected");
@@ -543,18 +539,17 @@ int Controller::cmdProfile() {
 
 int Controller::cmdParams() {
     if (!mLine.arguments.empty()) return usageError("params takes no arguments");
-    JsonValue list = JsonValue::array();
+    Json list = Json::array();
     std::string text;
     for (const ExternalParameter& parameter : ExternalParameter::kTable) {
-        list.push(JsonValue::object()
-                          .set("id", parameter.id)
-                          .set("name", parameter.name)
-                          .set("length", parameter.length)
-                          .set("minimum", parameter.minimum)
-                          .set("maximum", parameter.maximum)
-                          .set("clamped", parameter.clamps())
-                          .set("scope", external_parameter_scope_name(parameter.scope))
-                          .set("description", parameter.description));
+        list.push_back(Json{{"id", parameter.id},
+                            {"name", parameter.name},
+                            {"length", parameter.length},
+                            {"minimum", parameter.minimum},
+                            {"maximum", parameter.maximum},
+                            {"clamped", parameter.clamps()},
+                            {"scope", external_parameter_scope_name(parameter.scope)},
+                            {"description", parameter.description}});
         char line[240];
         std::snprintf(line, sizeof(line), "%d  %-29s %2d x [%d..%d]%s  %-14s %s\n", parameter.id,
                       parameter.name, parameter.length, parameter.minimum, parameter.maximum,
@@ -562,7 +557,7 @@ int Controller::cmdParams() {
                       external_parameter_scope_name(parameter.scope), parameter.description);
         text += line;
     }
-    emit(JsonValue::object().set("parameters", list), text);
+    emit(Json{{"parameters", list}}, text);
     return EXIT_OK;
 }
 
@@ -612,11 +607,15 @@ int Controller::cmdGet() {
     if (!mClient->getPackedValues(profile, port, parameter->id, parameter->length, &values)) {
         return closeSession(clientFailure());
     }
-    JsonValue json = JsonValue::object();
-    json.set("profile", profile).set("profileName", name).set("parameter", parameter->id);
-    json.set("name", parameter->name);
-    if (port >= 0) json.set("port", port).set("portName", kPortNames[port]);
-    json.set("values", JsonValue::intArray(values));
+    Json json = {{"profile", profile},
+                 {"profileName", json_text(name)},
+                 {"parameter", parameter->id},
+                 {"name", parameter->name}};
+    if (port >= 0) {
+        json["port"] = port;
+        json["portName"] = kPortNames[port];
+    }
+    json["values"] = json_ints(values);
     emit(json, "profile " + std::to_string(profile) + " (" + printable(name) + ")" +
                        (port >= 0 ? std::string(", port ") + kPortNames[port] : "") + ": " +
                        parameter->name + " = " + join(values));
@@ -658,12 +657,17 @@ int Controller::cmdSet() {
         !mClient->getPackedValues(profile, port, parameter->id, parameter->length, &stored)) {
         return closeSession(clientFailure());
     }
-    JsonValue json = JsonValue::object();
-    json.set("profile", profile).set("profileName", name).set("parameter", parameter->id);
-    json.set("name", parameter->name);
-    if (port >= 0) json.set("port", port).set("portName", kPortNames[port]);
-    json.set("sent", JsonValue::intArray(values)).set("values", JsonValue::intArray(stored));
-    json.set("clamped", stored != values);
+    Json json = {{"profile", profile},
+                 {"profileName", json_text(name)},
+                 {"parameter", parameter->id},
+                 {"name", parameter->name}};
+    if (port >= 0) {
+        json["port"] = port;
+        json["portName"] = kPortNames[port];
+    }
+    json["sent"] = json_ints(values);
+    json["values"] = json_ints(stored);
+    json["clamped"] = stored != values;
     std::string text = "profile " + std::to_string(profile) + " (" + printable(name) + ")" +
                        (port >= 0 ? std::string(", port ") + kPortNames[port] : "") + ": " +
                        parameter->name + " = " + join(stored);
@@ -690,18 +694,17 @@ int Controller::cmdDevices() {
         !mClient->getSelectedTuningDevice(port, &selected)) {
         return closeSession(clientFailure());
     }
-    JsonValue list = JsonValue::array();
+    Json list = Json::array();
     std::string text;
     for (const std::string& name : names) {
-        list.push(name);
+        list.push_back(json_text(name));
         text += (name == selected ? "* " : "  ") + printable(name) + "\n";
     }
     if (names.empty()) text = "(no tuning devices on " + port_name(port) + ")\n";
-    emit(JsonValue::object()
-                 .set("port", port)
-                 .set("portName", kPortNames[port])
-                 .set("selected", selected)
-                 .set("devices", list),
+    emit(Json{{"port", port},
+              {"portName", kPortNames[port]},
+              {"selected", json_text(selected)},
+              {"devices", list}},
          text);
     return closeSession(EXIT_OK);
 }
@@ -742,11 +745,9 @@ int Controller::cmdDevice() {
     }
     std::string selected;
     if (!mClient->getSelectedTuningDevice(port, &selected)) return closeSession(clientFailure());
-    emit(JsonValue::object()
-                 .set("port", port)
-                 .set("portName", kPortNames[port])
-                 .set("device", selected),
-         std::string(kPortNames[port]) + ": " + (selected.empty() ? "(none)" : printable(selected)));
+    emit(
+        Json{{"port", port}, {"portName", kPortNames[port]}, {"device", json_text(selected)}},
+        std::string(kPortNames[port]) + ": " + (selected.empty() ? "(none)" : printable(selected)));
     if (mLine.arguments.size() == 2 && selected != mLine.arguments[1]) {
         return closeSession(failure(EXIT_REFUSED, "the service kept " + printable(selected)));
     }
@@ -772,14 +773,14 @@ int Controller::cmdProp() {
     }
     int64_t now = 0;
     if (!mClient->getIntParam(code, &now)) return closeSession(clientFailure());
-    emit(JsonValue::object()
-                 .set("code", four_cc_text(code))
-                 .set("hex", [code] {
-                     char hex[16];
-                     std::snprintf(hex, sizeof(hex), "0x%08x", code);
-                     return std::string(hex);
-                 }())
-                 .set("value", now),
+    emit(Json{{"code", four_cc_text(code)},
+              {"hex",
+               [code] {
+                   char hex[16];
+                   std::snprintf(hex, sizeof(hex), "0x%08x", code);
+                   return std::string(hex);
+               }()},
+              {"value", now}},
          four_cc_text(code) + " = " + std::to_string(now));
     return closeSession(EXIT_OK);
 }
@@ -789,12 +790,10 @@ int Controller::cmdWatch() {
     if (!openSession()) return clientFailure();
     Registration* registration = mRegistration.get();
     mSignals.setHandler([registration] { registration->interrupt(); });
-    emit(JsonValue::object()
-                 .set("event", "registered")
-                 .set("uid", registration->uid())
-                 .set("type", registration->type()),
-         "watching velorad at " + mSocketPath + " as uid " + std::to_string(registration->uid()) +
-                 " type " + std::to_string(registration->type()) + " (Ctrl-C to stop)");
+    emit(
+        Json{{"event", "registered"}, {"uid", registration->uid()}, {"type", registration->type()}},
+        "watching velorad at " + mSocketPath + " as uid " + std::to_string(registration->uid()) +
+            " type " + std::to_string(registration->type()) + " (Ctrl-C to stop)");
     int seen = 0;
     std::string update;
     for (;;) {
@@ -840,29 +839,25 @@ int Controller::cmdEffect() {
         return failure(EXIT_REFUSED,
                        "cannot read " + reader.getPath() + ": " + describe_result(result));
     }
-    JsonValue list = JsonValue::array();
+    Json list = Json::array();
     std::string text = "generation " + std::to_string(generation) + "\n";
     for (size_t i = 0; i < devices.size(); ++i) {
         const android::PexParamCache& cache = *devices.valueAt(i);
-        JsonValue params = JsonValue::object();
+        Json params = Json::object();
         text += "device " + android_device_text(cache.getDevice()) + ":\n";
         for (const auto& [id, values] : cache) {
             const std::string code = pex_code_text(id);
-            params.set(code, JsonValue::intArray({values.begin(), values.end()}));
+            params[code] = json_ints({values.begin(), values.end()});
             char line[32];
             std::snprintf(line, sizeof(line), "  %-5s", code.c_str());
             text += line + join({values.begin(), values.end()}) + "\n";
         }
-        list.push(JsonValue::object()
-                          .set("device", cache.getDevice())
-                          .set("deviceName", android_device_text(cache.getDevice()))
-                          .set("params", params));
+        list.push_back(Json{{"device", cache.getDevice()},
+                            {"deviceName", android_device_text(cache.getDevice())},
+                            {"params", params}});
     }
     android::PexParamStore::releaseStoredParams(&devices);
-    emit(JsonValue::object()
-                 .set("path", reader.getPath())
-                 .set("generation", generation)
-                 .set("devices", list),
+    emit(Json{{"path", json_text(reader.getPath())}, {"generation", generation}, {"devices", list}},
          text);
     return EXIT_OK;
 }
@@ -871,7 +866,7 @@ int Controller::cmdDump() {
     if (!openSession()) return clientFailure();
     std::string text;
     if (!mClient->dump(mLine.arguments, &text)) return closeSession(clientFailure());
-    emit(JsonValue::object().set("dump", text), text);
+    emit(Json{{"dump", json_text(text)}}, text);
     return closeSession(EXIT_OK);
 }
 
@@ -886,7 +881,7 @@ int Controller::cmdReloadTuning() {
                                               "the service reported no reload (see velorad's "
                                               "log for why)"));
     }
-    emit(JsonValue::object().set("reloaded", true), "tuning files reloaded");
+    emit(Json{{"reloaded", true}}, "tuning files reloaded");
     return closeSession(EXIT_OK);
 }
 

@@ -9,9 +9,9 @@
 #include <string>
 #include <vector>
 
+#include "tools/common/Json.h"
 #include "tools/veloractl/CommandLine.h"
 #include "tools/veloractl/ExternalParameter.h"
-#include "tools/veloractl/JsonValue.h"
 #include "tools/veloractl/SignalWatcher.h"
 #include "tools/veloractl/VeloraClient.h"
 
@@ -47,7 +47,7 @@ private:
     void printCommandHelp(const Command& command) const;
 
     // Output: one JSON document per result with --json, text otherwise.
-    void emit(const JsonValue& json, const std::string& text) const;
+    void emit(const Json& json, const std::string& text) const;
     int usageError(const std::string& message) const;
     int failure(ExitStatus status, const std::string& message) const;
     int clientFailure() const;

@@ -53,7 +53,8 @@ bool decode_registration(const std::string& bytes, DecodedUpdate* out) {
     out->kind = registered ? "client-registered" : "client-unregistered";
     out->summary = std::string("client ") + (registered ? "registered" : "unregistered") +
                    ": uid " + std::to_string(uid) + " type " + std::to_string(words[1]);
-    out->json.set("type", words[1]).set("uid", uid);
+    out->json["type"] = words[1];
+    out->json["uid"] = uid;
     return true;
 }
 
@@ -63,13 +64,14 @@ bool decode_set_buffer(const std::string& bytes, DecodedUpdate* out) {
     const uint32_t word0 = static_cast<uint32_t>(words[0]);
     if ((word0 & 0x00ffffff) != 0) return false;
     const int command = static_cast<int>(word0 >> 24);
-    JsonValue& json = out->json;
-    json.set("command", command).set("applied", words[1]);
+    Json& json = out->json;
+    json["command"] = command;
+    json["applied"] = words[1];
     switch (command) {
         case kSetPexOn:
             out->kind = "pex-on";
             out->summary = std::string("effect switched ") + (words[2] > 0 ? "on" : "off");
-            json.set("on", words[2] > 0);
+            json["on"] = words[2] > 0;
             return true;
         case kSetParameter: {
             if (words.size() < 4) return false;
@@ -77,9 +79,10 @@ bool decode_set_buffer(const std::string& bytes, DecodedUpdate* out) {
             out->summary = "profile " + std::to_string(words[2]) + ": " +
                            parameter_text(words[3]) + " = " + values_text(words, 4);
             const ExternalParameter* parameter = ExternalParameter::byId(words[3]);
-            json.set("profile", words[2]).set("parameter", words[3]);
-            if (parameter) json.set("name", parameter->name);
-            json.set("values", JsonValue::intArray({words.begin() + 4, words.end()}));
+            json["profile"] = words[2];
+            json["parameter"] = words[3];
+            if (parameter) json["name"] = parameter->name;
+            json["values"] = json_ints({words.begin() + 4, words.end()});
             return true;
         }
         case kSetPortParameter: {
@@ -89,20 +92,22 @@ bool decode_set_buffer(const std::string& bytes, DecodedUpdate* out) {
                            port_name(words[3]) + ": " + parameter_text(words[4]) + " = " +
                            values_text(words, 5);
             const ExternalParameter* parameter = ExternalParameter::byId(words[4]);
-            json.set("profile", words[2]).set("port", words[3]).set("parameter", words[4]);
-            if (parameter) json.set("name", parameter->name);
-            json.set("values", JsonValue::intArray({words.begin() + 5, words.end()}));
+            json["profile"] = words[2];
+            json["port"] = words[3];
+            json["parameter"] = words[4];
+            if (parameter) json["name"] = parameter->name;
+            json["values"] = json_ints({words.begin() + 5, words.end()});
             return true;
         }
         case kSetSelectedProfile:
             out->kind = "select-profile";
             out->summary = "profile " + std::to_string(words[2]) + " selected";
-            json.set("profile", words[2]);
+            json["profile"] = words[2];
             return true;
         case kSetResetProfile:
             out->kind = "reset-profile";
             out->summary = "profile " + std::to_string(words[2]) + " reset";
-            json.set("profile", words[2]);
+            json["profile"] = words[2];
             return true;
         default:
             out->kind = "set-command";
@@ -115,8 +120,7 @@ bool decode_set_buffer(const std::string& bytes, DecodedUpdate* out) {
 
 DecodedUpdate decode_update(const std::string& bytes) {
     DecodedUpdate out;
-    out.json = JsonValue::object();
-    JsonValue head = JsonValue::object();
+    out.json = Json::object();
     if (bytes.empty()) {
         out.kind = "no-data";
         out.summary = "update without data (tuning file reloaded)";
@@ -125,16 +129,16 @@ DecodedUpdate decode_update(const std::string& bytes) {
     } else if (looks_like_name(bytes)) {
         out.kind = "tuning-device";
         out.summary = "tuning device selected: " + bytes;
-        out.json.set("device", bytes);
+        out.json["device"] = json_text(bytes);
     } else {
         out = DecodedUpdate();
-        out.json = JsonValue::object();
+        out.json = Json::object();
         out.kind = "bytes";
         out.summary = std::to_string(bytes.size()) + " bytes: " + hex_bytes(bytes);
     }
     // Kind and raw bytes first, so every line starts the same way.
-    head.set("event", "update").set("kind", out.kind).set("bytes", hex_bytes(bytes));
-    head.extend(out.json);
+    Json head = {{"event", "update"}, {"kind", out.kind}, {"bytes", hex_bytes(bytes)}};
+    head.update(out.json);
     out.json = std::move(head);
     return out;
 }

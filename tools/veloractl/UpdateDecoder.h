@@ -6,7 +6,7 @@
 
 #include <string>
 
-#include "tools/veloractl/JsonValue.h"
+#include "tools/common/Json.h"
 
 namespace velora {
 
@@ -19,7 +19,7 @@ struct DecodedUpdate {
                           // "reset-profile", "set-command", "client-registered",
                           // "client-unregistered", "no-data", "tuning-device", "bytes"
     std::string summary;  // one line for people
-    JsonValue json;       // the same, for --json (always with "bytes" in hexadecimal)
+    Json json;            // the same, for --json (always with "bytes" in hexadecimal)
 };
 
 DecodedUpdate decode_update(const std::string& bytes);
