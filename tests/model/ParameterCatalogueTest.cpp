@@ -4,7 +4,6 @@
  */
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstring>
 #include <map>
 #include <set>
@@ -43,57 +42,50 @@ TEST(StaticTablesTest, ModelTablesAreBuiltBeforeOtherStaticObjects) {
 
 // The enumerator identifiers must spell the column names, so that code and database speak of
 // the same parameter; listed in column order.
-#define NAMED(p) std::make_pair(p, #p)
+#define N(p) std::make_pair(p, #p)
 
 TEST(ParameterCatalogueTest, EnumeratorsSpellTheirColumnNamesInSortedOrder) {
     // clang-format off
-    const std::vector<std::pair<Parameter, const char*>> all = {
-        NAMED(audio_optimizer_enable), NAMED(audio_optimizer_frequency),
-        NAMED(audio_optimizer_gain_l), NAMED(audio_optimizer_gain_ls),
-        NAMED(audio_optimizer_gain_r), NAMED(audio_optimizer_gain_rs),
-        NAMED(bass_enhancer_boost), NAMED(bass_enhancer_cutoff_frequency),
-        NAMED(bass_enhancer_enable), NAMED(bass_enhancer_width),
-        NAMED(bass_extraction_cutoff_frequency), NAMED(bass_extraction_enable),
-        NAMED(bass_mbdrc_enable), NAMED(bass_mbdrc_tuning), NAMED(calibration_boost),
-        NAMED(complex_equalizer_enable), NAMED(complex_equalizer_tuning_left),
-        NAMED(complex_equalizer_tuning_left_surround), NAMED(complex_equalizer_tuning_right),
-        NAMED(complex_equalizer_tuning_right_surround), NAMED(custom_drc_metadata),
-        NAMED(dialog_enhancer_amount), NAMED(dialog_enhancer_ducking),
-        NAMED(dialog_enhancer_enable), NAMED(geq_frequency), NAMED(geq_gain),
-        NAMED(graphic_equalizer_enable), NAMED(hearing_protection_attenuation_attack_time),
-        NAMED(hearing_protection_attenuation_release_time), NAMED(hearing_protection_enable),
-        NAMED(hearing_protection_rms_attenuation_target),
-        NAMED(hearing_protection_rms_averaging_time_win_len), NAMED(height_filter_mode),
-        NAMED(ieq_amount), NAMED(ieq_enable), NAMED(ieq_frequency), NAMED(ieq_id),
-        NAMED(ieq_target), NAMED(mi_adaptive_virtualizer_steering_enable),
-        NAMED(mi_dv_leveler_steering_enable), NAMED(mi_ieq_steering_enable),
-        NAMED(mi_surround_compressor_steering_enable),
-        NAMED(mi_virtualizer_binaural_steering_enable), NAMED(orientation),
-        NAMED(output_channels), NAMED(output_mix_matrix), NAMED(peak_value),
-        NAMED(regulator_distortion_slope), NAMED(regulator_enable), NAMED(regulator_frequency),
-        NAMED(regulator_isolated_band), NAMED(regulator_overdrive),
-        NAMED(regulator_sibilance_suppress_amounts_left),
-        NAMED(regulator_sibilance_suppress_amounts_left_surround),
-        NAMED(regulator_sibilance_suppress_amounts_right),
-        NAMED(regulator_sibilance_suppress_amounts_right_surround),
-        NAMED(regulator_sibilance_suppress_enable), NAMED(regulator_speaker_dist_enable),
-        NAMED(regulator_stress_amount), NAMED(regulator_threshold_high),
-        NAMED(regulator_threshold_low), NAMED(regulator_timbre_preservation),
-        NAMED(surround_boost), NAMED(surround_decoder_enable), NAMED(virtual_bass_enable),
-        NAMED(virtual_bass_mix_freq_high), NAMED(virtual_bass_mix_freq_low),
-        NAMED(virtual_bass_mode), NAMED(virtual_bass_overall_gain), NAMED(virtual_bass_slope_gain),
-        NAMED(virtual_bass_src_freq_high), NAMED(virtual_bass_src_freq_low),
-        NAMED(virtual_bass_subgains), NAMED(virtualizer_enable),
-        NAMED(virtualizer_front_speaker_angle), NAMED(virtualizer_height_speaker_angle),
-        NAMED(virtualizer_start_band), NAMED(virtualizer_surround_speaker_angle),
-        NAMED(volmax_boost), NAMED(volume_leveler_amount), NAMED(volume_leveler_compressor_enable),
-        NAMED(volume_leveler_enable), NAMED(volume_leveler_in_target),
-        NAMED(volume_leveler_out_target), NAMED(volume_modeler_calibration),
-        NAMED(volume_modeler_enable),
+    const std::pair<Parameter, const char*> all[] = {
+        N(audio_optimizer_enable), N(audio_optimizer_frequency), N(audio_optimizer_gain_l),
+        N(audio_optimizer_gain_ls), N(audio_optimizer_gain_r), N(audio_optimizer_gain_rs),
+        N(bass_enhancer_boost), N(bass_enhancer_cutoff_frequency), N(bass_enhancer_enable),
+        N(bass_enhancer_width), N(bass_extraction_cutoff_frequency), N(bass_extraction_enable),
+        N(bass_mbdrc_enable), N(bass_mbdrc_tuning), N(calibration_boost),
+        N(complex_equalizer_enable), N(complex_equalizer_tuning_left),
+        N(complex_equalizer_tuning_left_surround), N(complex_equalizer_tuning_right),
+        N(complex_equalizer_tuning_right_surround), N(custom_drc_metadata),
+        N(dialog_enhancer_amount), N(dialog_enhancer_ducking), N(dialog_enhancer_enable),
+        N(geq_frequency), N(geq_gain), N(graphic_equalizer_enable),
+        N(hearing_protection_attenuation_attack_time),
+        N(hearing_protection_attenuation_release_time), N(hearing_protection_enable),
+        N(hearing_protection_rms_attenuation_target),
+        N(hearing_protection_rms_averaging_time_win_len), N(height_filter_mode), N(ieq_amount),
+        N(ieq_enable), N(ieq_frequency), N(ieq_id), N(ieq_target),
+        N(mi_adaptive_virtualizer_steering_enable), N(mi_dv_leveler_steering_enable),
+        N(mi_ieq_steering_enable), N(mi_surround_compressor_steering_enable),
+        N(mi_virtualizer_binaural_steering_enable), N(orientation), N(output_channels),
+        N(output_mix_matrix), N(peak_value), N(regulator_distortion_slope), N(regulator_enable),
+        N(regulator_frequency), N(regulator_isolated_band), N(regulator_overdrive),
+        N(regulator_sibilance_suppress_amounts_left),
+        N(regulator_sibilance_suppress_amounts_left_surround),
+        N(regulator_sibilance_suppress_amounts_right),
+        N(regulator_sibilance_suppress_amounts_right_surround),
+        N(regulator_sibilance_suppress_enable), N(regulator_speaker_dist_enable),
+        N(regulator_stress_amount), N(regulator_threshold_high), N(regulator_threshold_low),
+        N(regulator_timbre_preservation), N(surround_boost), N(surround_decoder_enable),
+        N(virtual_bass_enable), N(virtual_bass_mix_freq_high), N(virtual_bass_mix_freq_low),
+        N(virtual_bass_mode), N(virtual_bass_overall_gain), N(virtual_bass_slope_gain),
+        N(virtual_bass_src_freq_high), N(virtual_bass_src_freq_low), N(virtual_bass_subgains),
+        N(virtualizer_enable), N(virtualizer_front_speaker_angle),
+        N(virtualizer_height_speaker_angle), N(virtualizer_start_band),
+        N(virtualizer_surround_speaker_angle), N(volmax_boost), N(volume_leveler_amount),
+        N(volume_leveler_compressor_enable), N(volume_leveler_enable), N(volume_leveler_in_target),
+        N(volume_leveler_out_target), N(volume_modeler_calibration), N(volume_modeler_enable),
     };
     // clang-format on
-    ASSERT_EQ(static_cast<size_t>(kParameterCount), all.size());
-    for (size_t i = 0; i < all.size(); ++i) {
+    ASSERT_EQ(static_cast<size_t>(kParameterCount), std::size(all));
+    for (size_t i = 0; i < std::size(all); ++i) {
         EXPECT_EQ(static_cast<int>(i), all[i].first) << all[i].second;
         EXPECT_STREQ(all[i].second, kParameterNames[all[i].first]);
         // Sorted strictly, so the column list and the enum order agree.
@@ -104,44 +96,6 @@ TEST(ParameterCatalogueTest, EnumeratorsSpellTheirColumnNamesInSortedOrder) {
     EXPECT_STREQ(nullptr, parameter_name(static_cast<Parameter>(kParameterCount)));
     EXPECT_STREQ(nullptr, parameter_name(static_cast<Parameter>(-1)));
     EXPECT_STREQ("geq_gain", parameter_name(geq_gain));
-}
-
-TEST(ParameterCatalogueTest, TuningKeysAreDashedColumnNamesExceptTheShippedSpellings) {
-    // No key where the reader assembles the value from structured data: band tables, presets,
-    // the tuning element's attributes, the output-mode matrix.
-    const std::set<Parameter> unkeyed = {geq_frequency,   geq_gain,         ieq_frequency,
-                                         ieq_id,          ieq_target,       orientation,
-                                         output_channels, output_mix_matrix};
-    // {key, attribute}: the spellings of shipped files, and an attribute where one element
-    // carries several parameters.
-    const std::map<Parameter, std::pair<const char*, const char*>> exceptions = {
-        {audio_optimizer_frequency, {nullptr, "frequency"}},
-        {audio_optimizer_gain_l, {nullptr, "gain_left"}},
-        {audio_optimizer_gain_ls, {nullptr, "gain_left_surround"}},
-        {audio_optimizer_gain_r, {nullptr, "gain_right"}},
-        {audio_optimizer_gain_rs, {nullptr, "gain_right_surround"}},
-        {custom_drc_metadata, {"drc-metadata", nullptr}},
-        {regulator_frequency, {nullptr, "frequency"}},
-        {regulator_isolated_band, {nullptr, "isolated_band"}},
-        {regulator_threshold_high, {nullptr, "threshold_high"}},
-        {regulator_threshold_low, {nullptr, "threshold_low"}},
-        {virtual_bass_enable, {"virtual-bass-process-enable", nullptr}},
-        {virtual_bass_mix_freq_high, {"virtual-bass-mix-freqs", "frequency_high"}},
-        {virtual_bass_mix_freq_low, {"virtual-bass-mix-freqs", "frequency_low"}},
-        {virtual_bass_src_freq_high, {"virtual-bass-src-freqs", "frequency_high"}},
-        {virtual_bass_src_freq_low, {"virtual-bass-src-freqs", "frequency_low"}},
-    };
-    for (int v = 0; v < kParameterCount; ++v) {
-        const Parameter p = static_cast<Parameter>(v);
-        std::string dashed = kParameterNames[v];
-        std::replace(dashed.begin(), dashed.end(), '_', '-');
-        auto it = exceptions.find(p);
-        const char* key = it != exceptions.end() ? it->second.first : dashed.c_str();
-        EXPECT_STREQ(unkeyed.count(p) ? nullptr : key, kParameterTuningKeys[v]) << dashed;
-        EXPECT_STREQ(it != exceptions.end() ? it->second.second : nullptr,
-                     kParameterTuningAttributes[v])
-            << kParameterNames[v];
-    }
 }
 
 TEST(ParameterCatalogueTest, RecordSetsPartitionTheCatalogueAndViewsSplitIt) {

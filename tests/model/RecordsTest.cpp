@@ -17,6 +17,7 @@
 namespace velora {
 namespace {
 
+using V = std::vector<int>;
 constexpr long long kBigId = 1LL << 40;  // needs the full 64-bit id
 
 void expectIdAndDirty(const ParameterValues& record, int64_t id, bool dirty, const char* what) {
@@ -43,72 +44,56 @@ TEST(RecordsTest, ConstructedRecordsHaveTheirIdAndUnevenDirtyFlags) {
     EXPECT_TRUE(DeviceTuning(kBigId, "dev", "usb", "t1").isDirty());
 }
 
-TEST(RecordsTest, FieldSettersLeaveTheDirtyFlagAlone) {
-    Tuning tuning("x", ENDPOINT_HEADPHONE, false);
-    tuning.setDirty(false);
+// Field setters leave the dirty flag alone; set() marks it even for an unchanged or foreign
+// value; checkAndUpdate() marks it only when it stores; lookup() never does.
+TEST(RecordsTest, DirtyFlagFollowsSetAndCheckAndUpdateOnly) {
+    Tuning tuning(1L, "x", ENDPOINT_HEADPHONE, false, false);
     tuning.setMono(true);
     tuning.setEndpoint("speaker");
-    EXPECT_EQ(ENDPOINT_SPEAKER, tuning.getEndpoint());
     // Port names and other spellings are not endpoint names: the endpoint stays.
     for (const char* name : {"internal_speaker", "bluetooth", "Speaker", ""}) {
         tuning.setEndpoint(name);
         EXPECT_EQ(ENDPOINT_SPEAKER, tuning.getEndpoint()) << name;
     }
-    tuning.setEndpoint("other");
-    EXPECT_EQ(ENDPOINT_OTHER, tuning.getEndpoint());
     EXPECT_TRUE(tuning.isMono());
     EXPECT_FALSE(tuning.isDirty());
-
-    // A profile selects its own GEQ preset until told otherwise.
-    EXPECT_EQ(4, Profile(9LL, 4, "Music", PRESET_BALANCED).getSelectedGeqPreset());
-    Profile profile(4, "Music", PRESET_BALANCED);
-    profile.setDirty(false);
-    profile.setSelectedGeqPreset(2);
-    profile.setSelectedIeqPreset(PRESET_WARM);
-    profile.setName("Movie");
-    EXPECT_FALSE(profile.isDirty());
-}
-
-TEST(RecordsTest, SetMarksDirtyEvenWhenUnchangedOrForeign) {
-    GeqPreset preset(1LL, 2);
-    preset.set(geq_gain, {1, 2});
-    preset.setDirty(false);
-    preset.set(geq_gain, {1, 2});
-    EXPECT_TRUE(preset.isDirty());
-    // set() does not check the record's valid parameters.
-    preset.set(peak_value, {7});
-    EXPECT_TRUE(preset.has(peak_value));
-}
-
-TEST(RecordsTest, CheckAndUpdateAndLookupEnterParametersWithoutMarkingDirty) {
-    ProfileEndpoint endpoint(1L, 0, ENDPOINT_SPEAKER);
-    EXPECT_FALSE(endpoint.checkAndUpdate(geq_gain, {1}));  // not an endpoint parameter
-    EXPECT_FALSE(endpoint.has(geq_gain));
-    EXPECT_FALSE(endpoint.checkAndUpdate(volmax_boost, {}));
-    ASSERT_TRUE(endpoint.has(volmax_boost));
-    EXPECT_TRUE(endpoint.getValues().at(volmax_boost).empty());
-    EXPECT_TRUE(endpoint.lookup(peak_value).empty());
-    endpoint.lookup(peak_value).push_back(1);
-    EXPECT_EQ(std::vector<int>{1}, endpoint.getValues().at(peak_value));
-    EXPECT_EQ(2u, endpoint.getValues().size());
-    EXPECT_FALSE(endpoint.isDirty());
-}
-
-TEST(RecordsTest, CheckAndUpdateComparesLengthThenEveryElement) {
-    Tuning tuning(1L, "t", ENDPOINT_SPEAKER, false, false);
     EXPECT_TRUE(tuning.checkAndUpdate(bass_mbdrc_tuning, {1, 2, 3}));
     EXPECT_TRUE(tuning.isDirty());
     tuning.setDirty(false);
     EXPECT_FALSE(tuning.checkAndUpdate(bass_mbdrc_tuning, {1, 2, 3}));
     EXPECT_FALSE(tuning.isDirty());
     // A longer or shorter vector with the same prefix is a change, as is one other element.
-    for (const std::vector<int>& next :
-         {std::vector<int>{1, 2, 3, 0}, std::vector<int>{1, 2}, std::vector<int>{1, -2}}) {
+    for (const V& next : {V{1, 2, 3, 0}, V{1, 2}, V{1, -2}}) {
         tuning.setDirty(false);
         EXPECT_TRUE(tuning.checkAndUpdate(bass_mbdrc_tuning, next));
         EXPECT_EQ(next, tuning.getValues().at(bass_mbdrc_tuning));
         EXPECT_TRUE(tuning.isDirty());
     }
+
+    // A profile selects its own GEQ preset until told otherwise.
+    EXPECT_EQ(4, Profile(9LL, 4, "Music", PRESET_BALANCED).getSelectedGeqPreset());
+    Profile profile(9LL, 4, "Music", PRESET_BALANCED);
+    profile.setSelectedGeqPreset(2);
+    profile.setSelectedIeqPreset(PRESET_WARM);
+    profile.setName("Movie");
+    EXPECT_FALSE(profile.isDirty());
+    profile.set(geq_gain, {});  // not a profile parameter, and still stored
+    EXPECT_TRUE(profile.has(geq_gain));
+    EXPECT_TRUE(profile.isDirty());
+    profile.setDirty(false);
+    profile.set(geq_gain, {});
+    EXPECT_TRUE(profile.isDirty());
+
+    ProfileEndpoint endpoint(1L, 0, ENDPOINT_SPEAKER);
+    EXPECT_FALSE(endpoint.checkAndUpdate(geq_gain, {1}));  // not an endpoint parameter
+    EXPECT_FALSE(endpoint.has(geq_gain));
+    EXPECT_FALSE(endpoint.checkAndUpdate(volmax_boost, {}));  // entered empty all the same
+    ASSERT_TRUE(endpoint.has(volmax_boost));
+    EXPECT_TRUE(endpoint.lookup(peak_value).empty());
+    endpoint.lookup(peak_value).push_back(1);
+    EXPECT_EQ((ParameterValues::Values{{peak_value, {1}}, {volmax_boost, {}}}),
+              endpoint.getValues());
+    EXPECT_FALSE(endpoint.isDirty());
 }
 
 TEST(RecordsTest, EqualsComparesValuesAndTheRecordsKeys) {
@@ -176,7 +161,7 @@ TEST(RecordsTest, ToStringPrintsFieldsThenValuesInParameterOrderWithTrailingComm
 
     // An IEQ preset stores its type as the ieq_id value but never prints it a second time.
     IeqPreset preset(PRESET_WARM);
-    EXPECT_EQ(std::vector<int>{PRESET_WARM}, preset.getValues().at(ieq_id));
+    EXPECT_EQ(V{PRESET_WARM}, preset.getValues().at(ieq_id));
     preset.set(ieq_target, {5, 6});
     preset.set(ieq_frequency, {100, 200});
     EXPECT_EQ("id=-1\ntype=warm\nieq_frequency=100,200,\nieq_target=5,6,\n", preset.toString());
