@@ -5,8 +5,10 @@
 #include <android/log.h>
 #include <gtest/gtest.h>
 
+#include <cctype>
 #include <set>
 #include <string>
+#include <utility>
 
 #include "EffectTestSupport.h"
 #include "effect/SetParamCommand.h"
@@ -22,59 +24,48 @@ constexpr uint32_t kDvla = 0x616C7664;
 constexpr uint32_t kVol = 0x006C6F76;
 constexpr uint32_t kGebs = 0x73626567;
 
-struct CodeRow {
-    PexParameter parameter;
-    const char* code;
-    uint32_t id;
-};
-
-// The effect's table in enumerator order, wire ids written out by hand.
+// The effect's codes in enumerator order.
+#define C(code) std::make_pair(code, #code)
 // clang-format off
-#define C(code, id) {code, #code, id}
-const CodeRow kCodeRows[] = {
-    C(VOL, 0x006C6F76), C(PSTG, 0x67747370), C(PREG, 0x67657270), C(PLB, 0x00626C70),
-    C(NGON, 0x6E6F676E), C(DEON, 0x6E6F6564), C(DEA, 0x00616564), C(DED, 0x00646564),
-    C(VMB, 0x00626D76), C(DVME, 0x656D7664), C(DVMC, 0x636D7664), C(DVLE, 0x656C7664),
-    C(DVLA, 0x616C7664), C(DVLI, 0x696C7664), C(DVLO, 0x6F6C7664), C(DVLC, 0x636C7664),
-    C(IEON, 0x6E6F6569), C(IEA, 0x00616569), C(AROD, 0x646F7261), C(ARTP, 0x70747261),
-    C(GEON, 0x6E6F6567), C(AOON, 0x6E6F6F61), C(VCNB, 0x626E6376), C(VCBF, 0x66626376),
-    C(VER, 0x00726576), C(IEBS, 0x73626569), C(ARDS, 0x73647261), C(ARON, 0x6E6F7261),
-    C(ARDE, 0x65647261), C(ARSA, 0x61737261), C(ARBS, 0x73627261), C(ARTI, 0x69747261),
-    C(DOM, 0x006D6F64), C(DSB, 0x00627364), C(GEBS, 0x73626567), C(BEON, 0x6E6F6562),
-    C(BEB, 0x00626562), C(BECF, 0x66636562), C(BEW, 0x00776562), C(VBON, 0x6E6F6276),
-    C(VBM, 0x006D6276), C(VBSF, 0x66736276), C(VBOG, 0x676F6276), C(VBSG, 0x67736276),
-    C(VBHG, 0x67686276), C(VBMF, 0x666D6276), C(AOBS, 0x73626F61), C(MSCE, 0x6563736D),
-    C(MIEE, 0x6565696D), C(MDLE, 0x656C646D), C(MAVE, 0x6576616D), C(VCBS, 0x73626376),
-    C(VNBS, 0x73626E76), C(DMC, 0x00636D64), C(DHFM, 0x6D666864), C(DFSA, 0x61736664),
-    C(DSA, 0x00617364), C(DHSA, 0x61736864), C(SVSB, 0x62737673), C(CEON, 0x6E6F6563),
-    C(CEQT, 0x74716563), C(DPLP, 0x706C7064), C(MVBE, 0x6562766D), C(RSSE, 0x65737372),
-    C(RSSA, 0x61737372), C(IEID, 0x64696569), C(DRCM, 0x6D637264), C(HPON, 0x6E6F7068),
-    C(HPTW, 0x77747068), C(HPAT, 0x74617068), C(HPAA, 0x61617068), C(HPAR, 0x72617068),
-    C(BMDE, 0x65646D62), C(BMDT, 0x74646D62)};
+const std::pair<PexParameter, const char*> kCodes[] = {
+    C(VOL), C(PSTG), C(PREG), C(PLB), C(NGON), C(DEON), C(DEA), C(DED), C(VMB), C(DVME), C(DVMC),
+    C(DVLE), C(DVLA), C(DVLI), C(DVLO), C(DVLC), C(IEON), C(IEA), C(AROD), C(ARTP), C(GEON),
+    C(AOON), C(VCNB), C(VCBF), C(VER), C(IEBS), C(ARDS), C(ARON), C(ARDE), C(ARSA), C(ARBS),
+    C(ARTI), C(DOM), C(DSB), C(GEBS), C(BEON), C(BEB), C(BECF), C(BEW), C(VBON), C(VBM), C(VBSF),
+    C(VBOG), C(VBSG), C(VBHG), C(VBMF), C(AOBS), C(MSCE), C(MIEE), C(MDLE), C(MAVE), C(VCBS),
+    C(VNBS), C(DMC), C(DHFM), C(DFSA), C(DSA), C(DHSA), C(SVSB), C(CEON), C(CEQT), C(DPLP), C(MVBE),
+    C(RSSE), C(RSSA), C(IEID), C(DRCM), C(HPON), C(HPTW), C(HPAT), C(HPAA), C(HPAR), C(BMDE),
+    C(BMDT)};
 // clang-format on
 #undef C
 
-TEST(PexParameterTest, EveryCodeHasItsPlaceTextAndWireId) {
-    ASSERT_EQ(74, kPexParameterCount);
-    ASSERT_EQ(74u, std::size(kCodeRows));
-    std::set<uint32_t> ids;
-    for (int value = 0; value < kPexParameterCount; ++value) {
-        const CodeRow& row = kCodeRows[value];
-        SCOPED_TRACE(row.code);
-        EXPECT_EQ(value, static_cast<int>(row.parameter));
-        EXPECT_STREQ(row.code, kPexParameterCodes[value]);
-        EXPECT_STREQ(row.code, pex_parameter_code(row.parameter));
-        EXPECT_EQ(row.id, pex_parameter_id(row.parameter)) << std::hex << row.id;
-        EXPECT_EQ(row.id, pex_code_to_id(row.code));
-        ids.insert(row.id);
-    }
-    EXPECT_EQ(74u, ids.size());
+// A code's wire id: its letters in lower case, the first in the lowest byte.
+uint32_t wire_id(const std::string& code) {
+    uint32_t id = 0;
+    for (size_t i = 0; i < code.size(); ++i) id |= uint32_t(std::tolower(code[i])) << (8 * i);
+    return id;
 }
 
-TEST(PexParameterTest, CodeToIdLowersCaseAndRejectsWhatHasNoId) {
-    const std::pair<const char*, uint32_t> cases[] = {{"dvla", 0x616C7664}, {"DvLa", 0x616C7664},
-                                                      {"A", 0x61},          {"", 0},
-                                                      {"ABCDE", 0},         {nullptr, 0}};
+TEST(PexParameterTest, EveryCodeHasItsPlaceTextAndWireIdAndOthersHaveNone) {
+    ASSERT_EQ(74, kPexParameterCount);
+    ASSERT_EQ(74u, std::size(kCodes));
+    EXPECT_EQ(kDvla, wire_id("DVLA"));
+    EXPECT_EQ(kVol, wire_id("VOL"));
+    std::set<uint32_t> ids;
+    for (int value = 0; value < kPexParameterCount; ++value) {
+        const auto& [parameter, code] = kCodes[value];
+        SCOPED_TRACE(code);
+        EXPECT_EQ(value, static_cast<int>(parameter));
+        EXPECT_STREQ(code, kPexParameterCodes[value]);
+        EXPECT_STREQ(code, pex_parameter_code(parameter));
+        EXPECT_EQ(wire_id(code), pex_parameter_id(parameter));
+        EXPECT_EQ(wire_id(code), pex_code_to_id(code));
+        ids.insert(pex_parameter_id(parameter));
+    }
+    EXPECT_EQ(74u, ids.size());
+    // Any case is lowered; what has no id gives 0.
+    const std::pair<const char*, uint32_t> cases[] = {
+        {"dvla", kDvla}, {"DvLa", kDvla}, {"Zz", 0x7A7A}, {"", 0}, {"ABCDE", 0}, {nullptr, 0}};
     for (const auto& [code, id] : cases)
         EXPECT_EQ(id, pex_code_to_id(code)) << (code ? code : "null");
     EXPECT_EQ(0u, pex_parameter_id(static_cast<PexParameter>(74)));
@@ -117,6 +108,9 @@ TEST_F(PexEffectTest, BatchIsSentAsCommandZeroAndStoredInOneCommit) {
     const int before = read_store().generation;
     SetParamCommand command(0x40000000);
     command.setDeviceId(2);
+    EXPECT_EQ(0, command.execute(mEffect));  // an empty batch never reaches the effect
+    EXPECT_TRUE(mEffect.batches.empty());
+    EXPECT_EQ(before, read_store().generation);
     command.add(DVLA, 4);
     V gebs{2, 100, 200, -1, 1}, none;
     command.add(GEBS, &gebs);
@@ -141,15 +135,6 @@ TEST_F(PexEffectTest, BatchIsSentAsCommandZeroAndStoredInOneCommit) {
     EXPECT_EQ((V{6}), stored.at(8, kDvla));
     ASSERT_TRUE(stored.has(8, kVol));
     EXPECT_TRUE(stored.at(8, kVol).empty());
-}
-
-TEST_F(PexEffectTest, EmptyBatchNeverReachesTheStore) {
-    const int before = read_store().generation;
-    SetParamCommand command(0x40000000);
-    command.setDeviceId(2);
-    EXPECT_EQ(0, command.execute(mEffect));
-    EXPECT_TRUE(mEffect.batches.empty());
-    EXPECT_EQ(before, read_store().generation);
 }
 
 TEST_F(PexEffectTest, InvalidBatchIsLoggedAndNothingIsWritten) {
