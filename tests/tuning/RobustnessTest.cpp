@@ -37,52 +37,37 @@ struct Outcome {
     const char* logLine;  // a line the read must log; null when none in particular
 };
 
+constexpr char kXmlReadFailed[] = "fail to call xmlReadFile,  128";
+// clang-format off
 const Outcome kOutcomes[] = {
-    {"malformed.xml", -EINVAL, {}, "", "fail to call xmlReadFile,  128"},
-    {"no-root.xml", -EINVAL, {}, "", "fail to call xmlReadFile,  128"},
-    {"empty.xml", -EINVAL, {}, "", "fail to call xmlReadFile,  128"},
-    {"entity-expansion.xml", -EINVAL, {}, "", "fail to call xmlReadFile,  128"},
+    {"malformed.xml", -EINVAL, {}, "", kXmlReadFailed},
+    {"no-root.xml", -EINVAL, {}, "", kXmlReadFailed},
+    {"empty.xml", -EINVAL, {}, "", kXmlReadFailed},
+    {"entity-expansion.xml", -EINVAL, {}, "", kXmlReadFailed},
     {"versions-only.xml", 0, {0, 0, 0, 0, 0, 0}, "1.0.", "invalid attribute name build"},
-    {"profile-missing-elements.xml",
-     0,
-     {0, 0, 5, 1, 0, 0},
-     "1.0.0",
+    {"profile-missing-elements.xml", 0, {0, 0, 5, 1, 0, 0}, "1.0.0",
      "Profile 1 [Empty] at line 7 dropped: no data block"},
-    {"tuning-missing-elements.xml",
-     0,
-     {0, 0, 0, 0, 1, 4},
-     "1.0.0",
+    {"tuning-missing-elements.xml", 0, {0, 0, 0, 0, 1, 4}, "1.0.0",
      "Tuning [one_table] at line 16 dropped: no regulator band table"},
-    {"extra-element-between-band-tables.xml",
-     0,
-     {0, 0, 0, 0, 1, 1},
-     "1.0.0",
+    {"extra-element-between-band-tables.xml", 0, {0, 0, 0, 0, 1, 1}, "1.0.0",
      "Tuning [speaker]: <regulator-enable> at line 14 is read as the regulator band table"},
-    {"data-without-band-tables.xml",
-     0,
-     {0, 0, 0, 0, 1, 1},
-     "1.0.0",
-     "Tuning [headphone]: <audio-optimizer-enable> at line 9 is read as the "
-     "audio-optimizer band table"},
+    {"data-without-band-tables.xml", 0, {0, 0, 0, 0, 1, 1}, "1.0.0",
+     "Tuning [headphone]: <audio-optimizer-enable> at line 9 is read as the audio-optimizer "
+     "band table"},
     {"word-profile-ids.xml", 0, {0, 2, 2, 1, 0, 0}, "1.0.0", nullptr},
     {"duplicate-device-id.xml", 0, {0, 0, 0, 0, 2, 3}, "1.0.0", nullptr},
     {"unknown-top-level.xml", 0, {1, 0, 0, 0, 1, 0}, "1.0.0", nullptr},
     {"empty-attribute-values.xml", 0, {1, 1, 1, 1, 1, 1}, "..", "name is invalid, 271"},
     {"bom-crlf.xml", 0, {0, 0, 1, 1, 1, 1}, "1.0.0", nullptr},
-    {"no-whitespace.xml",
-     0,
-     {1, 0, 0, 0, 0, 0},
-     "1.0.0",
-     "Tuning [speaker] at line 2 dropped: <device_id> at line 2 has no whitespace in front "
-     "of it, so the data block cannot be found"},
-    {"comment-in-layout.xml",
-     0,
-     {0, 0, 0, 0, 1, 2},
-     "1.0.0",
-     "Tuning [comment_between_tables] at line 23 dropped: a non-element node at line 28 "
-     "stands where the regulator band table belongs"},
+    {"no-whitespace.xml", 0, {1, 0, 0, 0, 0, 0}, "1.0.0",
+     "Tuning [speaker] at line 2 dropped: <device_id> at line 2 has no whitespace in front of it, "
+     "so the data block cannot be found"},
+    {"comment-in-layout.xml", 0, {0, 0, 0, 0, 1, 2}, "1.0.0",
+     "Tuning [comment_between_tables] at line 23 dropped: a non-element node at line 28 stands "
+     "where the regulator band table belongs"},
     {"entities-in-values.xml", 0, {0, 0, 0, 0, 1, 0}, "1.0.0", nullptr},
 };
+// clang-format on
 
 TEST(RobustnessTest, EveryDataFileReadsToItsExpectedOutcome) {
     std::set<std::string> listed;

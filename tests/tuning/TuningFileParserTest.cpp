@@ -160,18 +160,12 @@ TEST_F(TuningFileParserTest, IeqPresetTypesComeFromNamesSearchedInTwoDifferentOr
 
 TEST_F(TuningFileParserTest, PresetBandsBecomeStoredListsInDocumentOrder) {
     DeviceData& data = read(R"(
-  <preset id="ieq_warm" type="ieq">
-    <band_ieq frequency="47" target="64" q="7"/>
-    <band frequency="99" target="99"/>
-    <band_ieq target="56" frequency="141"/>
-    <band_ieq frequency="234"/>
-  </preset>
-  <preset id="2" type="geq">
-    <band_geq frequency="47" gain="-16"/>
-    <band frequency="141" gain="8"/>
-  </preset>
-  <preset id="ieq_balanced" type="peq"/>
-  <preset id="ieq_balanced"/>)");
+  <preset id="ieq_warm" type="ieq"> <band_ieq frequency="47" target="64" q="7"/>
+    <band frequency="99" target="99"/> <band_ieq target="56" frequency="141"/>
+    <band_ieq frequency="234"/> </preset>
+  <preset id="2" type="geq"> <band_geq frequency="47" gain="-16"/>
+    <band frequency="141" gain="8"/> </preset>
+  <preset id="ieq_balanced" type="peq"/> <preset id="ieq_balanced"/>)");
     ASSERT_EQ(1u, data.getIeqPresets().size());
     ASSERT_EQ(1u, data.getGeqPresets().size());
     // Only band_ieq elements are IEQ bands; a band lacking an attribute adds to one list.
@@ -191,20 +185,12 @@ TEST_F(TuningFileParserTest, PresetBandsBecomeStoredListsInDocumentOrder) {
 TEST_F(TuningFileParserTest, ProfileReadsItsDataBlockIncludeAndEndpoints) {
     DeviceData& data = read(R"(
   <profile id="2" name="Music">
-    <data>
-      <ieq-enable value="true"/>
-      <ieq-amount value="12"/>
-      <mi-dv-leveler-steering-enable value="false"/>
-      <drc-metadata value="1,0,,1"/>
-      <bass-enhancer-boost value="192"/>
+    <data> <ieq-enable value="true"/> <ieq-amount value="12"/> <drc-metadata value="1,0,,1"/>
+      <mi-dv-leveler-steering-enable value="false"/> <bass-enhancer-boost value="192"/>
       <volume-leveler-enable value="true"/>
-      <endpoint_type id="headphone">
-        <volume-leveler-amount value="4"/>
-        <virtual-bass-process-enable value="true"/>
-        <ieq-amount value="3"/>
-      </endpoint_type>
-      <endpoint_type id="bluetooth">
-      </endpoint_type>
+      <endpoint_type id="headphone"> <volume-leveler-amount value="4"/>
+        <virtual-bass-process-enable value="true"/> <ieq-amount value="3"/> </endpoint_type>
+      <endpoint_type id="bluetooth"> </endpoint_type>
     </data>
     <include preset="ieq_warm"/>
   </profile>)");
@@ -244,23 +230,17 @@ TEST_F(TuningFileParserTest, TuningReadsItsAttributesBandTablesAndParameterEleme
   </tuning>
   <tuning name="bt" endpoint_type="bluetooth" mono_device="TRUE">
     <data>
-      <optimizer>
-        <band frequency="47" gain_left="-32" gain_right="-24" gain_left_surround="-8"
-              gain_right_surround="-4"/>
-        <!-- a band without gains -->
-        <band frequency="141"/>
+      <optimizer> <band frequency="47" gain_left="-32" gain_right="-24" gain_left_surround="-8"
+        gain_right_surround="-4"/> <!-- a band without gains --> <band frequency="141"/>
       </optimizer>
       <regulator>
         <band frequency="47" threshold_low="-192" threshold_high="0" isolated_band="true"/>
         <b frequency="141" threshold_low="-160" threshold_high="16" isolated_band="yes"/>
       </regulator>
-      <bass-enhancer-boost value="192"/>
-      <virtualizer-front-speaker-angle unit="deg" value="10"/>
+      <bass-enhancer-boost value="192"/> <virtualizer-front-speaker-angle unit="deg" value="10"/>
       <virtual-bass-mix-freqs frequency_high="469" frequency_low="94"/>
-      <virtual-bass-src-freqs frequency_low="35"/>
-      <volume-leveler-enable value="true"/>
-      <virtual-bass-enable value="true"/>
-      <orientation value="3"/>
+      <virtual-bass-src-freqs frequency_low="35"/> <volume-leveler-enable value="true"/>
+      <virtual-bass-enable value="true"/> <orientation value="3"/>
     </data>
   </tuning>)");
     Tuning* mono = find_tuning(data, "mono");
@@ -295,11 +275,8 @@ TEST_F(TuningFileParserTest, TuningReadsItsAttributesBandTablesAndParameterEleme
 
 TEST_F(TuningFileParserTest, TuningWithoutDataIsDroppedButItsDevicesStay) {
     DeviceData& data = read(R"(
-  <tuning name="orphan" endpoint_type="headphone">
-    <device_id id="dev_a" endpoint_port="headphone"/>
-    <device_id id="dev_b" endpoint_port="usb"/>
-    <device_id/>
-  </tuning>
+  <tuning name="orphan" endpoint_type="headphone"> <device_id id="dev_a" endpoint_port="headphone"/>
+    <device_id id="dev_b" endpoint_port="usb"/> <device_id/> </tuning>
   <tuning name="bare"/>)");
     EXPECT_THAT(data.getTunings(), IsEmpty());
     EXPECT_THAT(testing::devices_of(data, "orphan"),
