@@ -33,7 +33,6 @@ TEST(SystemPathsTest, TempRootCreatesTheDeviceFoldersAndRestoresTheRoot) {
         testing::TempRoot root;
         path = root.path();
         EXPECT_EQ(path, SystemPaths::getRoot());
-        root.write("/odm/etc/velora/x.txt", "hello");
         EXPECT_EQ(path + "/odm/etc/velora/x.txt", root.hostPath("/odm/etc/velora/x.txt"));
     }
     EXPECT_EQ("/", SystemPaths::getRoot());

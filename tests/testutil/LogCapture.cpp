@@ -4,6 +4,7 @@
  */
 #include "testutil/LogCapture.h"
 
+#include <algorithm>
 #include <mutex>
 
 namespace velora::testing {
@@ -17,21 +18,8 @@ std::vector<LogLine>* gLines = nullptr;
 
 void captureLogger(const struct __android_logger_data* data, const char* message) {
     std::lock_guard<std::mutex> guard(gLock);
-    if (gLines == nullptr) return;
-    gLines->push_back(LogLine{data->priority, data->tag ? data->tag : "",
-                              message ? message : ""});
-}
-
-const char* priorityLetter(int priority) {
-    switch (priority) {
-        case ANDROID_LOG_VERBOSE: return "V";
-        case ANDROID_LOG_DEBUG: return "D";
-        case ANDROID_LOG_INFO: return "I";
-        case ANDROID_LOG_WARN: return "W";
-        case ANDROID_LOG_ERROR: return "E";
-        case ANDROID_LOG_FATAL: return "F";
-        default: return "?";
-    }
+    if (gLines)
+        gLines->push_back({data->priority, data->tag ? data->tag : "", message ? message : ""});
 }
 
 }  // namespace
@@ -64,10 +52,10 @@ void LogCapture::clear() {
 }
 
 bool LogCapture::contains(const std::string& tag, int priority, const std::string& message) const {
-    for (const LogLine& line : lines()) {
-        if (line.tag == tag && line.priority == priority && line.message == message) return true;
-    }
-    return false;
+    const auto all = lines();
+    return std::any_of(all.begin(), all.end(), [&](const LogLine& line) {
+        return line.tag == tag && line.priority == priority && line.message == message;
+    });
 }
 
 bool LogCapture::containsMessage(const std::string& message) const {
@@ -75,25 +63,24 @@ bool LogCapture::containsMessage(const std::string& message) const {
 }
 
 size_t LogCapture::countMessage(const std::string& message) const {
-    size_t count = 0;
-    for (const LogLine& line : lines()) {
-        if (line.message == message) ++count;
-    }
-    return count;
+    const auto all = lines();
+    return std::count_if(all.begin(), all.end(),
+                         [&](const LogLine& line) { return line.message == message; });
 }
 
 std::vector<LogLine> LogCapture::linesWithTag(const std::string& tag) const {
     std::vector<LogLine> result;
-    for (const LogLine& line : lines()) {
+    for (const LogLine& line : lines())
         if (line.tag == tag) result.push_back(line);
-    }
     return result;
 }
 
 std::string LogCapture::dump() const {
     std::string text;
     for (const LogLine& line : lines()) {
-        text += priorityLetter(line.priority);
+        const bool known =
+            line.priority >= ANDROID_LOG_VERBOSE && line.priority <= ANDROID_LOG_FATAL;
+        text += (known ? "VDIWEF"[line.priority - ANDROID_LOG_VERBOSE] : '?');
         text += "/" + line.tag + ": " + line.message + "\n";
     }
     return text;

@@ -5,19 +5,12 @@
 #include "testutil/TempRoot.h"
 
 #include <stdlib.h>
-#include <sys/stat.h>
 #include <utime.h>
 
 #include <filesystem>
 #include <fstream>
-#include <sstream>
-#include <stdexcept>
 
 #include "common/SystemPaths.h"
-
-#ifndef VELORA_SOURCE_DIR
-#error "VELORA_SOURCE_DIR must name the repository folder"
-#endif
 
 namespace velora::testing {
 
@@ -40,9 +33,9 @@ TempRoot::~TempRoot() {
     fs::remove_all(mPath, ignored);
 }
 
-std::string TempRoot::hostPath(const std::string& devicePath) const {
-    return mPath + devicePath;
-}
+std::string TempRoot::hostPath(const std::string& devicePath) const { return mPath + devicePath; }
+
+std::string TempRoot::sourceDir() { return VELORA_SOURCE_DIR; }
 
 void TempRoot::install(const std::string& sourceFile, const std::string& devicePath) const {
     fs::path target = hostPath(devicePath);
@@ -58,14 +51,8 @@ void TempRoot::write(const std::string& devicePath, const std::string& text) con
 }
 
 void TempRoot::setMtime(const std::string& devicePath, long seconds) const {
-    struct utimbuf times;
-    times.actime = seconds;
-    times.modtime = seconds;
+    struct utimbuf times = {seconds, seconds};
     utime(hostPath(devicePath).c_str(), &times);
-}
-
-std::string TempRoot::sourceDir() {
-    return VELORA_SOURCE_DIR;
 }
 
 }  // namespace velora::testing
