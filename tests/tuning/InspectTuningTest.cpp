@@ -4,21 +4,15 @@
  */
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
-#include <cstdlib>
-#include <fstream>
 #include <sstream>
 
 #include "TuningTestSupport.h"
 #include "testutil/TempRoot.h"
+#include "tools/ToolProcess.h"
 #include "tuning/TuningFileParser.h"
 
 // Runs the velora-inspect program itself, as a tuning engineer would.
-
-#ifndef VELORA_INSPECT_PATH
-#error "VELORA_INSPECT_PATH must name the velora-inspect program"
-#endif
 
 namespace velora {
 namespace {
@@ -26,27 +20,13 @@ namespace {
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::StartsWith;
+using Outcome = testing::ToolResult;
 
 class InspectTuningTest : public ::testing::Test {
   protected:
-    struct Outcome {
-        int status;
-        std::string out;
-        std::string err;
-    };
-
-    Outcome inspect(const std::string& args) {
-        std::string out = mRoot.hostPath("/stdout.txt"), err = mRoot.hostPath("/stderr.txt");
-        std::string command = std::string("'") + VELORA_INSPECT_PATH + "' " + args + " >'" + out +
-                              "' 2>'" + err + "'";
-        int raw = std::system(command.c_str());
-        EXPECT_TRUE(WIFEXITED(raw)) << command;
-        return Outcome{WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, slurp(out), slurp(err)};
-    }
-    static std::string slurp(const std::string& path) {
-        std::stringstream text;
-        text << std::ifstream(path, std::ios::binary).rdbuf();
-        return text.str();
+    Outcome inspect(std::vector<std::string> args) {
+        args.insert(args.begin(), VELORA_INSPECT_PATH);
+        return testing::run_tool(args, mRoot.path());
     }
 
     testing::TempRoot mRoot;
@@ -54,7 +34,7 @@ class InspectTuningTest : public ::testing::Test {
 };
 
 TEST_F(InspectTuningTest, PrintsEveryRecordInItsStorageFormSortedByKindThenKey) {
-    Outcome run = inspect("tuning '" + mExample + "'");
+    Outcome run = inspect({"tuning", mExample});
     ASSERT_EQ(0, run.status) << run.err;
     EXPECT_THAT(run.err, IsEmpty());
     EXPECT_THAT(run.out,
@@ -94,17 +74,17 @@ TEST_F(InspectTuningTest, PrintsEveryRecordInItsStorageFormSortedByKindThenKey) 
         "[profile profileId=3 name=Custom]\nid=-1\nprofileId=3\n"
         "name=Custom\nselectedIeqPreset=";
     EXPECT_THAT(run.out, HasSubstr(custom + "balanced\n"));
-    EXPECT_THAT(inspect("tuning --validated '" + mExample + "'").out, HasSubstr(custom + "off\n"));
+    EXPECT_THAT(inspect({"tuning", "--validated", mExample}).out, HasSubstr(custom + "off\n"));
 }
 
 TEST_F(InspectTuningTest, UnreadableFilesAndUsageErrorsFailWithTheReasonOnStandardError) {
-    Outcome missing = inspect("tuning '" + mRoot.hostPath("/absent.xml") + "'");
+    Outcome missing = inspect({"tuning", mRoot.hostPath("/absent.xml")});
     EXPECT_EQ(1, missing.status);
     EXPECT_THAT(missing.out, IsEmpty());
     EXPECT_THAT(missing.err,
                 HasSubstr(mRoot.hostPath("/absent.xml") + ": No such file or directory"));
     std::string malformed = testing::source_file("tests/data/tuning/malformed.xml");
-    Outcome broken = inspect("tuning '" + malformed + "'");
+    Outcome broken = inspect({"tuning", malformed});
     EXPECT_EQ(1, broken.status);
     EXPECT_THAT(broken.out, IsEmpty());
     EXPECT_THAT(broken.err, HasSubstr("fail to call xmlReadFile,  128"));
@@ -112,16 +92,18 @@ TEST_F(InspectTuningTest, UnreadableFilesAndUsageErrorsFailWithTheReasonOnStanda
     EXPECT_THAT(broken.err, HasSubstr(malformed + " is not a readable tuning file (error -22)"));
     // A file that reads with sections dropped is a success; the log says what went.
     Outcome partial =
-        inspect("tuning '" + testing::source_file("tests/data/tuning/no-whitespace.xml") + "'");
+        inspect({"tuning", testing::source_file("tests/data/tuning/no-whitespace.xml")});
     EXPECT_EQ(0, partial.status);
     EXPECT_THAT(partial.err, HasSubstr("Tuning [speaker] at line 2 dropped"));
 
-    EXPECT_EQ(0, inspect("tuning --help").status);
-    for (const char* args : {"", "bogus", "tuning", "tuning --frobnicate x.xml", "tuning a b"}) {
+    EXPECT_EQ(0, inspect({"tuning", "--help"}).status);
+    const std::vector<std::string> usageErrors[] = {
+        {}, {"bogus"}, {"tuning"}, {"tuning", "--frobnicate", "x.xml"}, {"tuning", "a", "b"}};
+    for (const auto& args : usageErrors) {
         Outcome run = inspect(args);
-        EXPECT_EQ(2, run.status) << args;
-        EXPECT_THAT(run.out, IsEmpty()) << args;
-        EXPECT_THAT(run.err, HasSubstr("usage: velora-inspect")) << args;
+        EXPECT_EQ(2, run.status) << args.size();
+        EXPECT_THAT(run.out, IsEmpty()) << args.size();
+        EXPECT_THAT(run.err, HasSubstr("usage: velora-inspect")) << args.size();
     }
 }
 
