@@ -32,9 +32,8 @@ struct BatchRecord {
 };
 
 inline void PrintTo(const BatchRecord& r, std::ostream* os) {
-    *os << "{device 0x" << std::hex << r.device << ", id 0x" << r.id << std::dec << ", [";
-    for (size_t i = 0; i < r.values.size(); ++i) *os << (i ? "," : "") << r.values[i];
-    *os << "]}";
+    *os << "{device 0x" << std::hex << r.device << ", id 0x" << r.id << std::dec << ", "
+        << ::testing::PrintToString(r.values) << "}";
 }
 
 // A packed batch taken apart word by word, written against the layout the effect reads and

@@ -193,8 +193,21 @@ TEST_F(PexControllerTest, LoadOnlyFillsTheViewsAndTheFirstChangeCarriesItAllInOn
     expectStoreMatchesState();
 }
 
-TEST_F(PexControllerTest, EndpointChangeReachesEveryDeviceOfThatEndpoint) {
+TEST_F(PexControllerTest, NothingChangedIsDroppedAndAnEndpointChangeReachesEachOfItsDevices) {
     start();
+    // The same profile announced again, a tuning for the port that feeds no device, the same
+    // tuning again, a switch of the effect and the same value again: every batch is empty and
+    // dropped before the store.
+    mController->onSelectedProfileChanged(*mContext);
+    mController->onSelectedTuningChanged(*mContext, PORT_OTHER,
+                                         *mContext->getSelectedTuning(PORT_HDMI));
+    mController->onSelectedTuningChanged(*mContext, PORT_HEADPHONE,
+                                         *mContext->getSelectedTuning(PORT_HEADPHONE));
+    mController->onPexOnChanged(*mContext, !mContext->getPexOn());
+    changeLevelerAmount(ENDPOINT_SPEAKER, 0);
+    EXPECT_TRUE(mEffect.batches.empty());
+    EXPECT_EQ(mGeneration, read_store().generation);
+
     // Headphone, Bluetooth and USB use the headphone endpoint in the example file: the state
     // announces the change once per port, and each announcement is one batch.
     const int amount = changeLevelerAmount(ENDPOINT_HEADPHONE, 3);
@@ -210,22 +223,6 @@ TEST_F(PexControllerTest, EndpointChangeReachesEveryDeviceOfThatEndpoint) {
               devices);
     EXPECT_EQ(mGeneration + static_cast<int>(mEffect.batches.size()), read_store().generation);
     expectStoreMatchesState();
-}
-
-TEST_F(PexControllerTest, NothingChangedMeansNothingReachesTheStore) {
-    start();
-    // The same profile announced again, a tuning for the port that feeds no device, the same
-    // tuning again, a switch of the effect and the same value again: every batch is empty and
-    // dropped before the store.
-    mController->onSelectedProfileChanged(*mContext);
-    mController->onSelectedTuningChanged(*mContext, PORT_OTHER,
-                                         *mContext->getSelectedTuning(PORT_HDMI));
-    mController->onSelectedTuningChanged(*mContext, PORT_HEADPHONE,
-                                         *mContext->getSelectedTuning(PORT_HEADPHONE));
-    mController->onPexOnChanged(*mContext, !mContext->getPexOn());
-    changeLevelerAmount(ENDPOINT_SPEAKER, 0);
-    EXPECT_TRUE(mEffect.batches.empty());
-    EXPECT_EQ(mGeneration, read_store().generation);
 }
 
 TEST_F(PexControllerTest, SelectingAnotherProfileOrAMonoTuningSendsItsDifferences) {
