@@ -142,15 +142,13 @@ TEST_F(TuningFileParserTest, IeqPresetTypesComeFromNamesSearchedInTwoDifferentOr
     EXPECT_FALSE(mLog.containsMessage("name is invalid, 271"));
     // The name a profile includes: off, balanced, warm, detailed in that order, else off,
     // logged.
+    // clang-format off
     const std::tuple<const char*, PresetType, bool> names[] = {
-        {"ieq_detailed", PRESET_DETAILED, false},
-        {"ieq_warm", PRESET_WARM, false},
-        {"warm_off", PRESET_OFF, false},
-        {"balanced_warm", PRESET_BALANCED, false},
-        {"detailed_warm", PRESET_WARM, false},
-        {"ieq_xyz", PRESET_OFF, true},
-        {"Warm", PRESET_OFF, true},
-        {"", PRESET_OFF, true}};
+        {"ieq_detailed", PRESET_DETAILED, false}, {"ieq_warm", PRESET_WARM, false},
+        {"warm_off", PRESET_OFF, false}, {"balanced_warm", PRESET_BALANCED, false},
+        {"detailed_warm", PRESET_WARM, false}, {"ieq_xyz", PRESET_OFF, true},
+        {"Warm", PRESET_OFF, true}, {"", PRESET_OFF, true}};
+    // clang-format on
     for (const auto& [name, type, logged] : names) {
         mLog.clear();
         EXPECT_EQ(type, TuningFileParser::getIeqPresetTypeByName(name)) << name;
