@@ -24,8 +24,6 @@
 #include "effect/TranslatorCollection.h"
 #include "effect/VirtualBassTranslator.h"
 #include "model/DeviceParameters.h"
-#include "model/Profile.h"
-#include "model/ProfileEndpoint.h"
 #include "model/ProfileParameters.h"
 #include "model/Tuning.h"
 
@@ -244,24 +242,6 @@ TEST(TranslatorCollectionTest, EverySentParameterHasExactlyOneTranslator) {
                 << kParameterNames[p] << " shares a translator with " << kParameterNames[source];
         }
     }
-}
-
-// What counts as a change is the view's business; the translator sends each change once.
-TEST(ParameterTranslatorTest, ChangedValuesAreSentOnceWithTheirLastValue) {
-    ParameterTranslator translator;
-    ProfileParameters view(&translator);
-    Profile profile(0, "Dynamic", PRESET_BALANCED);
-    profile.set(ieq_enable, {1});
-    profile.set(ieq_amount, {3});
-    view.setProfile(profile);
-    Profile same(profile);
-    same.set(ieq_amount, {5});
-    view.setProfile(same);  // changed twice before sending: sent once, last value
-    auto batch = run(translator);
-    EXPECT_EQ((Records{{kTag, 0x00616569, {5}}}), batch.withId(0x00616569));
-    EXPECT_EQ(1u, batch.withId(0x6E6F6569).size());  // "IEON"
-    EXPECT_TRUE(translator.getPending().empty());
-    EXPECT_TRUE(run(translator).records.empty());
 }
 
 TEST(ParameterTranslatorTest, ChannelLayoutAndSwitchesSendOnlyTheirOwnRecords) {
