@@ -297,8 +297,12 @@ void VeloraManagerService::setIntParam(unsigned code, int64_t value) {
             break;
         case kReloadTuningFile:
             // The reload changes the state and so reaches the effect controller; like every
-            // other change it is made on the loop, never beside it.
-            mEventHandler->sendMessage(nullptr, 0, EventHandler::kWhatReloadTuning);
+            // other change it is made on the loop, never beside it. A request while a reload
+            // waits on the loop joins it: that reload reads the file after this request, and
+            // a storm of requests costs one reload instead of delaying every later write.
+            if (!mReloadWaiting.exchange(true)) {
+                mEventHandler->sendMessage(nullptr, 0, EventHandler::kWhatReloadTuning);
+            }
             break;
         default:
             break;
@@ -306,6 +310,8 @@ void VeloraManagerService::setIntParam(unsigned code, int64_t value) {
 }
 
 void VeloraManagerService::reloadTuningFile() {
+    // From here on a request needs a reload of its own: this one may read the file too early.
+    mReloadWaiting.store(false);
     ALOGD("Notify clients that PEX params changed after reload tuning file.");
     int result;
     {
@@ -330,11 +336,14 @@ int VeloraManagerService::getPexParam(const void* in, unsigned inLength, void* o
 void VeloraManagerService::packAndReceiveParam(const void* in, unsigned inLength, void* out,
                                                unsigned outLength) {
     velora::PackedBuffer request(in, inLength);
-    if (inLength < 4) {
+    // A request is answered only when it holds every byte its command reads: zeros in place of
+    // missing bytes would make a command, an id, a profile or a port the client never sent.
+    if (!request.covers(4)) {
         ALOGE("%s : Invalid input length!", "packAndReceiveParam");
+        return;
     }
     const uint32_t command = request.getRequestCommand();
-    unsigned needed = 4;
+    size_t needed = 4;
     if (command == kGetParameter) {
         needed = 12;
     } else if (command == kGetPortParameter) {
@@ -342,8 +351,9 @@ void VeloraManagerService::packAndReceiveParam(const void* in, unsigned inLength
     } else if (command == kGetProfileModified) {
         needed = 8;
     }
-    if (inLength >= 4 && inLength < needed) {
+    if (!request.covers(needed)) {
         ALOGE("%s : Invalid input length!", "packAndReceiveParam");
+        return;
     }
 
     switch (command) {
@@ -444,7 +454,9 @@ void VeloraManagerService::setSelectedTuningDevice(int port, const void* name, i
     if (!checkPort("setSelectedTuningDevice", port)) {
         return;
     }
-    if (length < 0 || (length > 0 && name == nullptr)) {
+    // An empty name (no bytes, or a zero first) names no device.
+    if (length <= 0 || name == nullptr ||
+        strnlen(static_cast<const char*>(name), static_cast<size_t>(length)) == 0) {
         ALOGE("%s : Invalid input length!", "setSelectedTuningDevice");
         return;
     }

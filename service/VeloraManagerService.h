@@ -164,6 +164,8 @@ class VeloraManagerService : public RefBase {
     velora::KsManager* mKsManager = nullptr;
     Mutex mInitLock;
     std::atomic<bool> mInitialized{false};
+    // A reload of the tuning file is posted to the loop and has not started yet.
+    std::atomic<bool> mReloadWaiting{false};
 
     std::atomic<uint32_t> mActiveDevice{0};
     std::atomic<uint32_t> mChannelCount{0};

@@ -121,7 +121,9 @@ void VeloraManagerService::EventHandler::onMessageReceived(const sp<AMessage>& m
             const char* name = static_cast<const char*>(data);
             const std::string device(name != nullptr ? name : "",
                                      name != nullptr ? strnlen(name, length) : 0);
-            if (mService->isInitialized() && port >= 0 && port < velora::kPortCount) {
+            // No port or no name: nothing to select.
+            if (mService->isInitialized() && port >= 0 && port < velora::kPortCount &&
+                !device.empty()) {
                 mKsManager->setSelectedTuning(static_cast<velora::Port>(port), device);
             }
             break;
@@ -146,6 +148,12 @@ void VeloraManagerService::EventHandler::onMessageReceived(const sp<AMessage>& m
 
 void VeloraManagerService::EventHandler::parseAndSendParam(void* buffer, unsigned length) {
     velora::PackedBuffer packed(buffer, length);
+    // Without a whole command word there is no command: zeros in its place would read as
+    // command 0 and switch the effect off.
+    if (!packed.covers(sizeof(int32_t))) {
+        ALOGE("%s : Invalid input length!", "parseAndSendParam");
+        return;
+    }
     const uint32_t command = static_cast<uint32_t>(packed.getWord(0));
 
     size_t needed = 0;
@@ -164,10 +172,14 @@ void VeloraManagerService::EventHandler::parseAndSendParam(void* buffer, unsigne
         default:
             break;
     }
-    // A short buffer is applied all the same, its missing bytes read as zero; values are whole
-    // words, so trailing bytes of a partial word are not one.
     if (needed > 0 && (!packed.covers(needed) || length % sizeof(int32_t) != 0)) {
         ALOGE("%s : Invalid input length!", "parseAndSendParam");
+    }
+    // A buffer too short for its command's arguments changes nothing: bytes it does not hold
+    // would otherwise make a profile, a port, an id or the on/off value. Values are whole
+    // words, so the trailing bytes of a partial word are no value.
+    if (!packed.covers(needed)) {
+        return;
     }
 
     switch (command) {

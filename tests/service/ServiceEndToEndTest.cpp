@@ -13,6 +13,7 @@
 
 #include <cerrno>
 #include <cstdint>
+#include <future>
 #include <string>
 #include <vector>
 
@@ -158,41 +159,51 @@ TEST_F(ServiceEndToEndTest, DyingClientIsRemoved) {
     EXPECT_EQ(mService->unregisterClient(mA, 1, 1000), -ENOENT);
 }
 
-TEST_F(ServiceEndToEndTest, ShortOddAndUnknownSetBuffersAreAppliedWithinTheirLength) {
+TEST_F(ServiceEndToEndTest, SetBuffersWithoutTheirWholeArgumentsChangeNothing) {
     LogCapture log;
     ASSERT_EQ(mService->registerClient(mA, 0, 1), 0);
     context().setPexOn(true);
-    const int selected = context().getSelectedProfile()->getProfileId();
-    ASSERT_NE(context().getProfileParameter(0, velora::ieq_amount), std::vector<int>{9});
+    context().setSelectedProfile(2);
+    const std::vector<int> amount = context().getProfileParameter(0, velora::ieq_amount);
+    ASSERT_NE(amount, std::vector<int>{9});
 
     // 22 bytes of command 1: one whole value; the two trailing bytes are no value.
     Bytes odd = words_to_bytes({0x01000000, 0, 0, 107, 9});
     odd.insert(odd.end(), {0xFF, 0x7F});
+    Bytes shortReset = words_to_bytes({0x0C000000, 0});
+    shortReset.insert(shortReset.end(), {0x00, 0x00});
     const std::vector<Bytes> sent = {
+        {},                                       // no command word: not "effect off"
+        {0x00, 0x00, 0x00},                       // the same
+        {0x00, 0x00, 0x00, 0x00, 0xFF, 0xFF},     // command 0 without its on/off word
+        words_to_bytes({0x0A000000, 0}),          // select without a profile: not profile 0
+        odd,                                      // profile 0 modified by a whole value
+        shortReset,                               // reset without a whole profile word
         words_to_bytes({0x01000000, 0, 0, 107}),  // command 1 without values: refused
         words_to_bytes({0x0A000000, 0, 9}),       // unknown profile: word 1 still carries it
-        {0x00, 0x00, 0x00, 0x00, 0xFF, 0xFF},     // short command 0: "on" reads as zero
         words_to_bytes({0x05000000, 1, 2}),       // unknown command: passed on as it came
-        odd,
     };
     for (const Bytes& buffer : sent) send(buffer);
-    ASSERT_TRUE(mLogA.waitFor(6));
+    ASSERT_TRUE(mLogA.waitFor(1 + sent.size()));
+    // Every client hears every buffer, as it came unless a command was applied.
     std::vector<Bytes> expected(sent);
-    expected[1] = words_to_bytes({0x0A000000, 9, 9});
-    // Only the two bytes of word 1 that exist are written back.
-    expected[2] = {0x00, 0x00, 0x00, 0x00, 0x00, 0x00};
+    expected[7] = words_to_bytes({0x0A000000, 9, 9});
     const std::vector<Bytes> heard = mLogA.buffers();
     EXPECT_EQ(std::vector<Bytes>(heard.begin() + 1, heard.end()), expected);
 
-    EXPECT_EQ(context().getSelectedProfile()->getProfileId(), selected);
-    EXPECT_FALSE(context().getPexOn());
+    EXPECT_TRUE(context().getPexOn());
+    EXPECT_EQ(context().getSelectedProfile()->getProfileId(), 2);
     EXPECT_EQ(context().getProfileParameter(0, velora::ieq_amount), std::vector<int>{9});
-    EXPECT_EQ(log.countMessage("parseAndSendParam : Invalid input length!"), 2u) << log.dump();
+    EXPECT_EQ(log.countMessage("parseAndSendParam : Invalid input length!"), 6u) << log.dump();
 }
 
 TEST_F(ServiceEndToEndTest, TuningDeviceIsSelectedByNameOnTheLoop) {
     LogCapture log;
     ASSERT_EQ(mService->registerClient(mA, 0, 1), 0);
+    // No bytes or a zero first name no device: nothing is posted, nobody is told.
+    mService->setSelectedTuningDevice(velora::PORT_USB, "", 0);
+    mService->setSelectedTuningDevice(velora::PORT_USB, "\0usb_c_earphones", 16);
+    EXPECT_EQ(log.countMessage("setSelectedTuningDevice : Invalid input length!"), 2u);
     // A name sent with its terminating zero is the same name.
     const char withZero[] = "usb_c_earphones";
     mService->setSelectedTuningDevice(velora::PORT_USB, withZero, sizeof(withZero));
@@ -232,6 +243,38 @@ TEST_F(ServiceEndToEndTest, ReloadOfTheTuningFileTellsClientsOnlyWhenItWorked) {
     std::vector<char> names(length);
     mService->getAvailableTuningDevices(velora::PORT_HDMI, names.data(), length);
     EXPECT_NE(std::string(names.begin(), names.end()).find("oem_soundbar_hdmi"), std::string::npos);
+}
+
+TEST_F(ServiceEndToEndTest, ReloadRequestsWaitingOnTheLoopJoinIntoOne) {
+    LogCapture log;
+    mSettings.root().install("examples/kiv-extra.xml", velora::SystemPaths::kOemTuningFile);
+    // A client that holds the loop in its first callback, so that every request below is
+    // posted while the loop waits.
+    std::promise<void> release;
+    std::shared_future<void> released = release.get_future().share();
+    sp<MockKptCallbacks> holding = new ::testing::NiceMock<MockKptCallbacks>();
+    ON_CALL(*holding, onPexParamUpdate(::testing::_))
+        .WillByDefault([this, released](const hardware::hidl_vec<uint8_t>& data) {
+            released.wait();
+            return mLogA.record(data);
+        });
+    ASSERT_EQ(mService->registerClient(holding, 0, 1), 0);
+    for (int i = 0; i < 100; ++i) {
+        mService->setIntParam(VeloraManagerService::kReloadTuningFile, 0);
+    }
+    const Bytes write = words_to_bytes({0x0A000000, 0, 1});
+    send(write);
+    release.set_value();
+
+    // The write is heard after one reload, not a hundred.
+    ASSERT_TRUE(mLogA.waitFor(3));
+    EXPECT_EQ(mLogA.buffers(),
+              (std::vector<Bytes>{registered(0, 1), Bytes(), words_to_bytes({0x0A000000, 1, 1})}));
+    EXPECT_EQ(log.countMessage("Tell KsContextManager to reload tuning XML."), 1u);
+    // A request after that reload started is a reload of its own.
+    mService->setIntParam(VeloraManagerService::kReloadTuningFile, 0);
+    ASSERT_TRUE(mLogA.waitFor(4));
+    EXPECT_EQ(log.countMessage("Tell KsContextManager to reload tuning XML."), 2u);
 }
 
 TEST_F(ServiceEndToEndTest, UnregistrationTellsTheOthersAndSavesTheSettings) {

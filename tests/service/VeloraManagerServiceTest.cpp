@@ -187,24 +187,37 @@ TEST_F(VeloraManagerServiceTest, PackedGetOfParameterValues) {
               words_to_bytes(std::vector<int32_t>(stored.begin(), stored.end())));
 }
 
-TEST_F(VeloraManagerServiceTest, ShortAndOddGetRequestsAreReadWithinTheirLength) {
+TEST_F(VeloraManagerServiceTest, GetRequestsWithoutEveryByteTheirCommandReadsAnswerNothing) {
     start();
     context().setPexOn(false);
-    LogCapture log;
-    // Two bytes: logged, and read as command 0 with the missing bytes as zero.
-    EXPECT_EQ(get({0x00, 0x00}, 4), answer(0));
-    EXPECT_TRUE(log.containsMessage("packAndReceiveParam : Invalid input length!"));
-    EXPECT_EQ(get({}, 4), answer(0));
-
-    // Command 1 with a ten-byte request: the profile's missing top bytes read as zero.
     context().setProfileParameter(1, velora::ieq_amount, {13});
-    log.clear();
-    EXPECT_EQ(get({0x00, 0x00, 0x00, 0x01, 107, 0x00, 0x00, 0x00, 0x01, 0x00}, 4), answer(13));
-    EXPECT_TRUE(log.containsMessage("packAndReceiveParam : Invalid input length!"));
+    LogCapture log;
+    // Each would be answered were its missing bytes read as zero: command 0, profile 1 (its top
+    // bytes), the port byte, the profile of command 11.
+    const std::vector<Bytes> shortRequests = {
+        {},
+        {0x00, 0x00},
+        {0x00, 0x00, 0x00, 0x01, 107, 0x00, 0x00, 0x00, 0x01, 0x00},
+        {0x00, 0x00, 0x00, 0x02, 108, 0x00, 0x00, 0x00},
+        {0x00, 0x00, 0x00, 0x0B, 0x01, 0x00, 0x00},
+    };
+    for (const Bytes& in : shortRequests) {
+        int result = -1;
+        EXPECT_EQ(get(in, 4, &result), Bytes(4, kUntouched)) << in.size();
+        EXPECT_EQ(result, 0);
+    }
+    EXPECT_EQ(log.countMessage("packAndReceiveParam : Invalid input length!"),
+              shortRequests.size());
+    // A length without bytes behind it is no request either.
+    Bytes out(4, kUntouched);
+    EXPECT_EQ(mService->getPexParam(nullptr, 12, out.data(), out.size()), 0);
+    EXPECT_EQ(out, Bytes(4, kUntouched));
+
     // Command 2 needs byte 8 only; the loaded amount comes with its trailing 0.
     log.clear();
     EXPECT_EQ(get({0x00, 0x00, 0x00, 0x02, 108, 0x00, 0x00, 0x00, 0x00}, 8),
               words_to_bytes({6, 0}));
+    EXPECT_EQ(get({0x00, 0x00, 0x00, 0x01, 107, 0, 0, 0, 0x01, 0, 0, 0}, 4), answer(13));
     EXPECT_FALSE(log.containsMessage("packAndReceiveParam : Invalid input length!"));
 }
 
