@@ -21,6 +21,12 @@ IBase::IBase() {}
 
 IBase::~IBase() {}
 
+Return<void> IBase::debug(const ::android::hardware::hidl_handle& /*fd*/,
+                          const ::android::hardware::hidl_vec<::android::hardware::hidl_string>&
+                          /*options*/) {
+    return ::android::hardware::Void();
+}
+
 Return<bool> IBase::linkToDeath(const sp<hidl_death_recipient>& recipient, uint64_t cookie) {
     if (recipient == nullptr) {
         return false;

@@ -4,14 +4,19 @@
  */
 #pragma once
 
+#include <cutils/native_handle.h>
 #include <hidl/Status.h>
 #include <log/log.h>
 #include <stddef.h>
 #include <stdint.h>
 #include <utils/RefBase.h>
 
+#include <array>
+#include <functional>
 #include <initializer_list>
 #include <iterator>
+#include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -154,6 +159,71 @@ struct hidl_vec {
     uint32_t mSize = 0;
     bool mOwnsBuffer = true;
 };
+
+// The string type of HIDL interfaces: owned bytes with a terminating zero after them (the
+// bytes themselves may hold zeros).
+class hidl_string {
+  public:
+    hidl_string() = default;
+    hidl_string(const char* text) : mText(text != nullptr ? text : "") {}  // NOLINT
+    hidl_string(const char* data, size_t size) : mText(data, size) {}
+    hidl_string(const std::string& text) : mText(text) {}  // NOLINT
+
+    const char* c_str() const { return mText.c_str(); }
+    size_t size() const { return mText.size(); }
+    bool empty() const { return mText.empty(); }
+    operator std::string() const { return mText; }  // NOLINT
+
+    bool operator==(const hidl_string& other) const { return mText == other.mText; }
+    bool operator!=(const hidl_string& other) const { return mText != other.mText; }
+
+  private:
+    std::string mText;
+};
+
+// A native handle (file descriptors and integers) passed through an interface, such as the
+// descriptor debug() writes to. Refers to the caller's handle; the caller keeps it open for
+// the duration of the call.
+class hidl_handle {
+  public:
+    hidl_handle() = default;
+    hidl_handle(const native_handle_t* handle) : mHandle(handle) {}  // NOLINT
+
+    const native_handle_t* getNativeHandle() const { return mHandle; }
+    operator const native_handle_t*() const { return mHandle; }  // NOLINT
+    const native_handle_t* operator->() const { return mHandle; }
+
+  private:
+    const native_handle_t* mHandle = nullptr;
+};
+
+// The integer that holds a set of flags of the enum E.
+template <typename E>
+using hidl_bitfield = typename std::underlying_type<E>::type;
+
+namespace details {
+
+// Marks generated interface classes for template logic.
+struct i_tag {};
+
+// The values of a generated enum, in declaration order (specialised per enum).
+template <typename E>
+inline constexpr std::array<E, 0> hidl_enum_values = {};
+
+template <typename T>
+std::string toHexString(T value) {
+    static const char kDigits[] = "0123456789abcdef";
+    using U = typename std::make_unsigned<T>::type;
+    U bits = static_cast<U>(value);
+    std::string text;
+    do {
+        text.insert(text.begin(), kDigits[bits & 0xf]);
+        bits = static_cast<U>(bits >> 4);
+    } while (bits != 0);
+    return "0x" + text;
+}
+
+}  // namespace details
 
 }  // namespace hardware
 }  // namespace android

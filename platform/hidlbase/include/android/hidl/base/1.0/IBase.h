@@ -36,6 +36,15 @@ struct IBase : virtual public RefBase {
 
     IBase();
 
+    // False: on the host every object lives in the process that calls it.
+    virtual bool isRemote() const { return false; }
+
+    // Writes the object's state for a debugging tool to the handle's first descriptor; the
+    // options are the tool's arguments. Writes nothing unless an interface implements it.
+    virtual ::android::hardware::Return<void> debug(
+        const ::android::hardware::hidl_handle& fd,
+        const ::android::hardware::hidl_vec<::android::hardware::hidl_string>& options);
+
     // Returns false, linking nothing, when the recipient is null or the object is already
     // dead. The same recipient may be linked more than once (each link is told once).
     virtual ::android::hardware::Return<bool> linkToDeath(
