@@ -413,6 +413,7 @@ TEST_F(VeloradTest, BadRequestsGetClearErrorsAndTheDaemonKeepsServing) {
     auto client = stub();
     {
         grpc::ClientContext registration;
+        registration.set_deadline(std::chrono::system_clock::now() + kStartTimeout);
         rpc::ClientId id;
         id.set_uid(900);
         auto reader = client->RegisterClient(&registration, id);
@@ -465,8 +466,21 @@ TEST_F(VeloradTest, BadRequestsGetClearErrorsAndTheDaemonKeepsServing) {
         EXPECT_EQ(grpc::StatusCode::NOT_FOUND,
                   client->UnregisterClient(&unknownContext, unknown, &empty).error_code());
 
-        registration.TryCancel();
-        reader->Finish();
+        // Another uid and type adding up to the same key remove this registration: the
+        // service removed it, so its stream ends, and its own unregistration finds nothing.
+        grpc::ClientContext collidingContext;
+        rpc::ClientId colliding;
+        colliding.set_uid(899);
+        colliding.set_type(1);
+        EXPECT_TRUE(client->UnregisterClient(&collidingContext, colliding, &empty).ok());
+        while (reader->Read(&update)) {
+        }
+        EXPECT_TRUE(reader->Finish().ok());
+        grpc::ClientContext ownContext;
+        rpc::ClientId own;
+        own.set_uid(900);
+        EXPECT_EQ(grpc::StatusCode::NOT_FOUND,
+                  client->UnregisterClient(&ownContext, own, &empty).error_code());
     }
 
     ToolResult status = ctl({"--json", "status"});

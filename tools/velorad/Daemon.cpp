@@ -20,6 +20,7 @@
 #include <memory>
 
 #include "common/SystemPaths.h"
+#include "hal/KptService.h"
 #include "service/VeloraManagerService.h"
 #include "tools/velorad/DaemonSocket.h"
 #include "tools/velorad/VeloraRpcService.h"
@@ -56,17 +57,18 @@ int Daemon::run() {
     if (!DaemonSocket::lockRoot(root, &rootLock, &error)) return fail(error);
     SystemPaths::setRoot(root);
 
-    const std::string socketPath =
-            mOptions.socket.empty() ? defaultSocket(root) : mOptions.socket;
+    const std::string socketPath = mOptions.socket.empty() ? defaultSocket(root) : mOptions.socket;
     bool removedStale = false;
     if (!DaemonSocket::prepare(socketPath, &removedStale, &error)) return fail(error);
-    if (removedStale) ALOGW("removed the stale socket %s of a daemon that is gone", socketPath.c_str());
+    if (removedStale)
+        ALOGW("removed the stale socket %s of a daemon that is gone", socketPath.c_str());
 
     // Constructed and held by a strong pointer as the vendor process does: the first strong
     // reference starts the service's event loop. The settings system itself starts with the
     // first client's registration.
-    android::sp<android::VeloraManagerService> service = new android::VeloraManagerService();
-    auto rpcService = std::make_unique<VeloraRpcService>(service);
+    // The socket calls the service through the same interface glue as hwbinder on a device.
+    android::sp<KptService> kpt = new KptService(new android::VeloraManagerService());
+    auto rpcService = std::make_unique<VeloraRpcService>(kpt);
 
     grpc::ServerBuilder builder;
     builder.AddListeningPort("unix:" + socketPath, grpc::InsecureServerCredentials());
@@ -74,13 +76,13 @@ int Daemon::run() {
     std::unique_ptr<grpc::Server> server = builder.BuildAndStart();
     if (!server) {
         rpcService.reset();
-        service.clear();
+        kpt->shutdown();
         return fail("cannot listen on " + socketPath);
     }
     if (!DaemonSocket::restrict(socketPath, &error)) {
         server->Shutdown();
         rpcService.reset();
-        service.clear();
+        kpt->shutdown();
         unlink(socketPath.c_str());
         return fail(error);
     }
@@ -106,8 +108,9 @@ int Daemon::run() {
     unlink(socketPath.c_str());
     rpcService.reset();
     ALOGI("server stopped; destroying the service");
-    // The last strong reference: the destructor saves the state and stops the event loop.
-    service.clear();
+    // Releases the last strong reference to the service: its destructor saves the state and
+    // stops the event loop.
+    kpt->shutdown();
     ALOGI("stopped");
     close(rootLock);
     return 0;

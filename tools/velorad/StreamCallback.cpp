@@ -15,7 +15,8 @@ using ::android::Mutex;
 using ::android::hardware::Return;
 using ::android::hardware::Status;
 
-StreamCallback::StreamCallback(int type, uint32_t uid) : mType(type), mUid(uid) {}
+StreamCallback::StreamCallback(int type, uint32_t uid, std::function<void()> cutOff)
+    : mType(type), mUid(uid), mCutOff(std::move(cutOff)) {}
 
 Return<void> StreamCallback::onPexParamUpdate(const ::android::hardware::hidl_vec<uint8_t>& data) {
     Mutex::Autolock _l(mLock);
@@ -29,6 +30,7 @@ Return<void> StreamCallback::onPexParamUpdate(const ::android::hardware::hidl_ve
         mClosed = true;
         mCloseReason = Close::Overflow;
         mChanged.broadcast();
+        if (mCutOff) mCutOff();
         return Status::fromStatusT(::android::DEAD_OBJECT);
     }
     mQueue.emplace_back(reinterpret_cast<const char*>(data.data()), data.size());
@@ -61,6 +63,11 @@ void StreamCallback::disconnect() {
     Mutex::Autolock _l(mLock);
     mDisconnected = true;
     mQueue.clear();
+}
+
+void StreamCallback::detachCutOff() {
+    Mutex::Autolock _l(mLock);
+    mCutOff = nullptr;
 }
 
 bool StreamCallback::closedBy(Close* reason) const {

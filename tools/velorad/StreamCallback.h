@@ -13,6 +13,7 @@
 
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <string>
 
 namespace velora {
@@ -25,17 +26,20 @@ namespace velora {
 // Threading: onPexParamUpdate() comes from the service's event loop (registry lock held),
 // next() from the stream's handler thread, close() from any thread.
 class StreamCallback : public ::vendor::velora::hardware::kpt::V2_0::IKptCallbacks {
-public:
+  public:
     // Callbacks a client may fall behind by before it counts as stuck and is dropped.
     static constexpr size_t kMaxQueued = 4096;
 
     // Why the daemon ends a stream from its side.
     enum class Close { Unregistered, Shutdown, Overflow };
 
-    StreamCallback(int type, uint32_t uid);
+    // `cutOff` is called once when the client falls kMaxQueued callbacks behind, while the
+    // service still calls it: it must end the stream's wait on the client's connection, so
+    // that the stream's handler declares the client dead at once.
+    StreamCallback(int type, uint32_t uid, std::function<void()> cutOff);
 
     ::android::hardware::Return<void> onPexParamUpdate(
-            const ::android::hardware::hidl_vec<uint8_t>& data) override;
+        const ::android::hardware::hidl_vec<uint8_t>& data) override;
 
     enum class Next { Buffer, Closed, Idle };
     // The next queued buffer, waiting up to `timeoutNs`. Closed once the daemon closed the
@@ -49,13 +53,15 @@ public:
     // Refuses further callbacks: the client's connection is gone.
     void disconnect();
     bool closedBy(Close* reason) const;
+    // Forgets the cut-off, before what it refers to goes away.
+    void detachCutOff();
 
     int getType() const { return mType; }
     uint32_t getUid() const { return mUid; }
     // The service's registry key.
     uint32_t getKey() const { return mUid + static_cast<uint32_t>(mType); }
 
-private:
+  private:
     const int mType;
     const uint32_t mUid;
     mutable ::android::Mutex mLock;
@@ -64,6 +70,7 @@ private:
     bool mClosed GUARDED_BY(mLock) = false;
     Close mCloseReason GUARDED_BY(mLock) = Close::Unregistered;
     bool mDisconnected GUARDED_BY(mLock) = false;
+    std::function<void()> mCutOff GUARDED_BY(mLock);
 };
 
 }  // namespace velora

@@ -6,35 +6,52 @@
 
 #include "tools/velorad/VeloraRpcService.h"
 
+#include <cutils/native_handle.h>
 #include <log/log.h>
 #include <sys/mman.h>
 #include <unistd.h>
-#include <utils/String16.h>
-#include <utils/Vector.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <string>
+#include <vector>
 
 namespace velora {
 
 using android::Mutex;
 using android::sp;
+using android::hardware::hidl_string;
+using android::hardware::hidl_vec;
+using android::hardware::Return;
 using grpc::ServerContext;
 using grpc::Status;
 using grpc::StatusCode;
 
 namespace {
 
-Status unavailable() {
-    return Status(StatusCode::UNAVAILABLE, "velorad is shutting down");
+Status unavailable() { return Status(StatusCode::UNAVAILABLE, "velorad is shutting down"); }
+
+// The request's bytes as the interface takes them, without a copy; valid while `data` is.
+hidl_vec<uint8_t> bytes(const std::string& data) {
+    hidl_vec<uint8_t> vec;
+    vec.setToExternal(reinterpret_cast<uint8_t*>(const_cast<char*>(data.data())), data.size());
+    return vec;
+}
+
+// A call the interface refused (the service is stopping) ends as velorad's own shutdown does.
+Status done(const Return<void>& call) { return call.isOk() ? Status::OK : unavailable(); }
+
+template <typename T, typename Reply>
+Status answer(const Return<T>& call, Reply* reply) {
+    if (!call.isOk()) return unavailable();
+    reply->set_value(static_cast<T>(call));
+    return Status::OK;
 }
 
 }  // namespace
 
-VeloraRpcService::VeloraRpcService(const sp<android::VeloraManagerService>& service)
-    : mService(service) {}
+VeloraRpcService::VeloraRpcService(const sp<KptService>& kpt) : mKpt(kpt) {}
 
 bool VeloraRpcService::stopping(Status* status) const {
     if (!mStopping.load()) return false;
@@ -67,13 +84,10 @@ void VeloraRpcService::removeStream(const sp<StreamCallback>& stream) {
     mStreams.erase(std::remove(mStreams.begin(), mStreams.end(), stream), mStreams.end());
 }
 
-sp<StreamCallback> VeloraRpcService::findStream(int type, uint32_t uid) {
+sp<StreamCallback> VeloraRpcService::findStream(const KptService::IKptCallbacks* callback) {
     Mutex::Autolock _l(mLock);
     for (const sp<StreamCallback>& stream : mStreams) {
-        StreamCallback::Close reason;
-        if (stream->getType() == type && stream->getUid() == uid && !stream->closedBy(&reason)) {
-            return stream;
-        }
+        if (stream.get() == callback) return stream;
     }
     return nullptr;
 }
@@ -82,18 +96,25 @@ Status VeloraRpcService::RegisterClient(ServerContext* context, const rpc::Clien
                                         grpc::ServerWriter<rpc::ParamUpdate>* writer) {
     Status status;
     if (stopping(&status)) return status;
-    sp<StreamCallback> stream = new StreamCallback(request->type(), request->uid());
+    // A client that falls too far behind is cut off at once, even while its handler waits on
+    // a full connection: cancelling the call ends that wait, and the handler declares the
+    // client dead.
+    sp<StreamCallback> stream =
+        new StreamCallback(request->type(), request->uid(), [context] { context->TryCancel(); });
     // Listed before the service knows it, so that an unregistration that follows at once
     // finds the stream to end.
     addStream(stream);
-    const int result = mService->registerClient(stream, request->type(), request->uid());
+    const Return<int32_t> registered =
+        mKpt->registerClient(stream, request->type(), request->uid());
+    const int result = registered.isOk() ? static_cast<int32_t>(registered) : -ENODEV;
     if (result != 0) {
         removeStream(stream);
         if (result == -EEXIST) {
             return Status(StatusCode::ALREADY_EXISTS,
                           "registry key " + std::to_string(stream->getKey()) +
-                                  " (uid + type) is held by another client");
+                              " (uid + type) is held by another client");
         }
+        if (result == -ENODEV) return unavailable();
         return Status(StatusCode::INTERNAL, "registerClient failed: " + std::to_string(result));
     }
     ALOGI("client uid %u type %d connected (key %u)", stream->getUid(), stream->getType(),
@@ -118,13 +139,14 @@ Status VeloraRpcService::RegisterClient(ServerContext* context, const rpc::Clien
         }
     }
     removeStream(stream);
+    stream->detachCutOff();
 
     if (clientGone) {
         // The client closed its end or its process died: tell the service as the transport
         // tells it on a device, so it drops the registration.
         stream->disconnect();
-        ALOGI("client uid %u type %d disconnected; declaring its callback dead",
-              stream->getUid(), stream->getType());
+        ALOGI("client uid %u type %d disconnected; declaring its callback dead", stream->getUid(),
+              stream->getType());
         stream->notifyDied();
         return Status(StatusCode::CANCELLED, "client went away");
     }
@@ -146,57 +168,65 @@ Status VeloraRpcService::RegisterClient(ServerContext* context, const rpc::Clien
     return Status::OK;
 }
 
-Status VeloraRpcService::UnregisterClient(ServerContext* /*context*/,
-                                          const rpc::ClientId* request, rpc::Empty* /*reply*/) {
+Status VeloraRpcService::UnregisterClient(ServerContext* /*context*/, const rpc::ClientId* request,
+                                          rpc::Empty* /*reply*/) {
     Status status;
     if (stopping(&status)) return status;
-    sp<StreamCallback> stream = findStream(request->type(), request->uid());
-    const int result = mService->unregisterClient(stream, request->type(), request->uid());
+    sp<KptService::IKptCallbacks> removed;
+    const int result = mKpt->unregisterClient(request->type(), request->uid(), &removed);
+    // The stream that ends is the one of the client the service removed: the one registered
+    // under the same key (uid + type), whoever asked.
+    sp<StreamCallback> stream = findStream(removed.get());
     if (stream != nullptr) stream->close(StreamCallback::Close::Unregistered);
     if (result == -ENOENT) {
         return Status(StatusCode::NOT_FOUND, "no client registered with uid " +
-                                                     std::to_string(request->uid()) + " type " +
-                                                     std::to_string(request->type()));
+                                                 std::to_string(request->uid()) + " type " +
+                                                 std::to_string(request->type()));
     }
+    if (result == -ENODEV) return unavailable();
     if (result != 0) {
-        return Status(StatusCode::INTERNAL, "unregisterClient failed: " + std::to_string(result));
+        return Status(StatusCode::INTERNAL,
+                      std::string(removed != nullptr ? "client removed, but saving the settings "
+                                                       "failed: "
+                                                     : "unregisterClient failed: ") +
+                          std::strerror(-result));
     }
     return Status::OK;
 }
 
-Status VeloraRpcService::GetIntParam(ServerContext* /*context*/,
-                                     const rpc::IntParamCode* request, rpc::Int64Value* reply) {
+Status VeloraRpcService::GetIntParam(ServerContext* /*context*/, const rpc::IntParamCode* request,
+                                     rpc::Int64Value* reply) {
     Status status;
     if (stopping(&status)) return status;
-    reply->set_value(mService->getIntParam(request->code()));
-    return Status::OK;
+    return answer(mKpt->getIntParam(request->code()), reply);
 }
 
 Status VeloraRpcService::SetIntParam(ServerContext* /*context*/, const rpc::IntParamSet* request,
                                      rpc::Empty* /*reply*/) {
     Status status;
     if (stopping(&status)) return status;
-    mService->setIntParam(request->code(), request->value());
-    return Status::OK;
+    return done(mKpt->setIntParam(request->code(), request->value()));
 }
 
-Status VeloraRpcService::GetPexParam(ServerContext* /*context*/,
-                                     const rpc::PexParamQuery* request,
+Status VeloraRpcService::GetPexParam(ServerContext* /*context*/, const rpc::PexParamQuery* request,
                                      rpc::PexParamAnswer* reply) {
     Status status;
     if (stopping(&status)) return status;
-    if (request->answer_length() > kMaxAnswerLength) {
+    const std::string& in = request->request();
+    int32_t result = 0;
+    Return<void> call = mKpt->getPexParam(
+        bytes(in), request->answer_length(), [&](int32_t value, const hidl_vec<uint8_t>& answer) {
+            result = value;
+            reply->set_answer(std::string(answer.begin(), answer.end()));
+        });
+    if (!call.isOk()) return unavailable();
+    if (result == -EINVAL) {
         return Status(StatusCode::INVALID_ARGUMENT,
                       "answer_length " + std::to_string(request->answer_length()) +
-                              " is over the limit of " + std::to_string(kMaxAnswerLength) +
-                              " bytes");
+                          " is over the limit of " + std::to_string(KptService::kMaxAnswerLength) +
+                          " bytes");
     }
-    std::string answer(request->answer_length(), '\0');
-    const std::string& in = request->request();
-    reply->set_result(mService->getPexParam(in.data(), static_cast<unsigned>(in.size()),
-                                            answer.empty() ? nullptr : &answer[0],
-                                            static_cast<unsigned>(answer.size())));
-    reply->set_answer(std::move(answer));
+    reply->set_result(result);
     return Status::OK;
 }
 
@@ -204,9 +234,7 @@ Status VeloraRpcService::SetPexParam(ServerContext* /*context*/, const rpc::Pack
                                      rpc::Int32Value* reply) {
     Status status;
     if (stopping(&status)) return status;
-    const std::string& data = request->data();
-    reply->set_value(mService->setPexParam(data.data(), static_cast<unsigned>(data.size())));
-    return Status::OK;
+    return answer(mKpt->setPexParam(bytes(request->data())), reply);
 }
 
 Status VeloraRpcService::GetAvailableTuningDevices(ServerContext* /*context*/,
@@ -214,16 +242,18 @@ Status VeloraRpcService::GetAvailableTuningDevices(ServerContext* /*context*/,
                                                    rpc::TuningDevicesAnswer* reply) {
     Status status;
     if (stopping(&status)) return status;
-    if (request->length() > static_cast<int32_t>(kMaxAnswerLength)) {
+    int32_t result = 0;
+    Return<void> call = mKpt->getAvailableTuningDevices(
+        request->port(), request->length(), [&](int32_t value, const hidl_vec<uint8_t>& names) {
+            result = value;
+            reply->set_names(std::string(names.begin(), names.end()));
+        });
+    if (!call.isOk()) return unavailable();
+    if (result == -EINVAL) {
         return Status(StatusCode::INVALID_ARGUMENT,
                       "length " + std::to_string(request->length()) + " is over the limit of " +
-                              std::to_string(kMaxAnswerLength) + " bytes");
+                          std::to_string(KptService::kMaxAnswerLength) + " bytes");
     }
-    // A negative length reaches the service as it is; it refuses it with its own message.
-    std::string names(static_cast<size_t>(std::max(request->length(), 0)), '\0');
-    mService->getAvailableTuningDevices(request->port(), names.empty() ? nullptr : &names[0],
-                                        request->length());
-    reply->set_names(std::move(names));
     return Status::OK;
 }
 
@@ -232,8 +262,7 @@ Status VeloraRpcService::GetAvailableTuningDevicesLen(ServerContext* /*context*/
                                                       rpc::Int32Value* reply) {
     Status status;
     if (stopping(&status)) return status;
-    reply->set_value(mService->getAvailableTuningDevicesLen(request->port()));
-    return Status::OK;
+    return answer(mKpt->getAvailableTuningDevicesLen(request->port()), reply);
 }
 
 Status VeloraRpcService::GetSelectedTuningDevice(ServerContext* /*context*/,
@@ -241,8 +270,9 @@ Status VeloraRpcService::GetSelectedTuningDevice(ServerContext* /*context*/,
                                                  rpc::BytesValue* reply) {
     Status status;
     if (stopping(&status)) return status;
-    reply->set_value(mService->getSelectedTuningDevice(request->port()));
-    return Status::OK;
+    return done(mKpt->getSelectedTuningDevice(request->port(), [&](const hidl_string& name) {
+        reply->set_value(std::string(name.c_str(), name.size()));
+    }));
 }
 
 Status VeloraRpcService::SetSelectedTuningDevice(ServerContext* /*context*/,
@@ -250,26 +280,23 @@ Status VeloraRpcService::SetSelectedTuningDevice(ServerContext* /*context*/,
                                                  rpc::Empty* /*reply*/) {
     Status status;
     if (stopping(&status)) return status;
-    const std::string& name = request->name();
-    mService->setSelectedTuningDevice(request->port(), name.data(),
-                                      static_cast<int>(name.size()));
-    return Status::OK;
+    return done(mKpt->setSelectedTuningDevice(request->port(), bytes(request->name())));
 }
 
-Status VeloraRpcService::GetProfileName(ServerContext* /*context*/,
-                                        const rpc::ProfileId* request, rpc::BytesValue* reply) {
+Status VeloraRpcService::GetProfileName(ServerContext* /*context*/, const rpc::ProfileId* request,
+                                        rpc::BytesValue* reply) {
     Status status;
     if (stopping(&status)) return status;
-    reply->set_value(mService->getProfileName(request->profile()));
-    return Status::OK;
+    return done(mKpt->getProfileName(request->profile(), [&](const hidl_string& name) {
+        reply->set_value(std::string(name.c_str(), name.size()));
+    }));
 }
 
 Status VeloraRpcService::GetPexEnabled(ServerContext* /*context*/, const rpc::Empty* /*request*/,
                                        rpc::BoolValue* reply) {
     Status status;
     if (stopping(&status)) return status;
-    reply->set_value(mService->getPexEnabled());
-    return Status::OK;
+    return answer(mKpt->getPexEnabled(), reply);
 }
 
 Status VeloraRpcService::IsMonoInternalSpeaker(ServerContext* /*context*/,
@@ -277,8 +304,7 @@ Status VeloraRpcService::IsMonoInternalSpeaker(ServerContext* /*context*/,
                                                rpc::BoolValue* reply) {
     Status status;
     if (stopping(&status)) return status;
-    reply->set_value(mService->isMonoInternalSpeaker());
-    return Status::OK;
+    return answer(mKpt->isMonoInternalSpeaker(), reply);
 }
 
 Status VeloraRpcService::IsSpeakerPortraitMode(ServerContext* /*context*/,
@@ -286,42 +312,37 @@ Status VeloraRpcService::IsSpeakerPortraitMode(ServerContext* /*context*/,
                                                rpc::BoolValue* reply) {
     Status status;
     if (stopping(&status)) return status;
-    reply->set_value(mService->isSpeakerPortraitMode());
-    return Status::OK;
+    return answer(mKpt->isSpeakerPortraitMode(), reply);
 }
 
 Status VeloraRpcService::GetTuningParamDSA(ServerContext* /*context*/,
-                                           const rpc::Empty* /*request*/,
-                                           rpc::Int32Value* reply) {
+                                           const rpc::Empty* /*request*/, rpc::Int32Value* reply) {
     Status status;
     if (stopping(&status)) return status;
-    reply->set_value(mService->getTuningParamDSA());
-    return Status::OK;
+    return answer(mKpt->getTuningParamDSA(), reply);
 }
 
 Status VeloraRpcService::GetTuningParamDHSA(ServerContext* /*context*/,
-                                            const rpc::Empty* /*request*/,
-                                            rpc::Int32Value* reply) {
+                                            const rpc::Empty* /*request*/, rpc::Int32Value* reply) {
     Status status;
     if (stopping(&status)) return status;
-    reply->set_value(mService->getTuningParamDHSA());
-    return Status::OK;
+    return answer(mKpt->getTuningParamDHSA(), reply);
 }
 
 Status VeloraRpcService::GetTuningParamDFSA(ServerContext* /*context*/,
-                                            const rpc::Empty* /*request*/,
-                                            rpc::Int32Value* reply) {
+                                            const rpc::Empty* /*request*/, rpc::Int32Value* reply) {
     Status status;
     if (stopping(&status)) return status;
-    reply->set_value(mService->getTuningParamDFSA());
-    return Status::OK;
+    return answer(mKpt->getTuningParamDFSA(), reply);
 }
 
-Status VeloraRpcService::GetActiveDevice(ServerContext* /*context*/,
-                                         const rpc::Empty* /*request*/, rpc::Int32Value* reply) {
+Status VeloraRpcService::GetActiveDevice(ServerContext* /*context*/, const rpc::Empty* /*request*/,
+                                         rpc::Int32Value* reply) {
     Status status;
     if (stopping(&status)) return status;
-    reply->set_value(static_cast<int32_t>(mService->getActiveDevice()));
+    Return<uint32_t> device = mKpt->getActiveDevice();
+    if (!device.isOk()) return unavailable();
+    reply->set_value(static_cast<int32_t>(static_cast<uint32_t>(device)));
     return Status::OK;
 }
 
@@ -330,47 +351,48 @@ Status VeloraRpcService::GetDefaultXmlFormatVersion(ServerContext* /*context*/,
                                                     rpc::Int32Value* reply) {
     Status status;
     if (stopping(&status)) return status;
-    reply->set_value(mService->getDefaultXmlFormatVersion());
-    return Status::OK;
+    return answer(mKpt->getDefaultXmlFormatVersion(), reply);
 }
 
 Status VeloraRpcService::SetParam(ServerContext* /*context*/, const rpc::StoreParam* request,
                                   rpc::Int32Value* reply) {
     Status status;
     if (stopping(&status)) return status;
-    reply->set_value(mService->setParam(request->device(), request->id(),
-                                        request->values().data(),
-                                        static_cast<unsigned>(request->values_size())));
-    return Status::OK;
+    hidl_vec<int32_t> values;
+    values.setToExternal(const_cast<int32_t*>(request->values().data()),
+                         static_cast<size_t>(request->values_size()));
+    return answer(mKpt->setParam(request->device(), request->id(), values), reply);
 }
 
 Status VeloraRpcService::CommitChange(ServerContext* /*context*/, const rpc::Empty* /*request*/,
                                       rpc::Int32Value* reply) {
     Status status;
     if (stopping(&status)) return status;
-    reply->set_value(mService->commitChange());
-    return Status::OK;
+    return answer(mKpt->commitChange(), reply);
 }
 
 Status VeloraRpcService::Dump(ServerContext* /*context*/, const rpc::DumpArgs* request,
                               rpc::BytesValue* reply) {
     Status status;
     if (stopping(&status)) return status;
-    // The service writes its dump to a descriptor, as it does for dumpsys on a device.
+    // The service writes its dump to a descriptor, as it does for a debugging tool on a device.
     const int fd = memfd_create("velorad-dump", MFD_CLOEXEC);
     if (fd < 0) {
         return Status(StatusCode::INTERNAL,
                       std::string("cannot make a dump buffer: ") + std::strerror(errno));
     }
-    android::Vector<android::String16> args;
-    for (const std::string& arg : request->args()) args.add(android::String16(arg.c_str()));
-    mService->dump(fd, args);
+    native_handle_t* handle = native_handle_create(1, 0);
+    handle->data[0] = fd;
+    std::vector<hidl_string> options(request->args().begin(), request->args().end());
+    Return<void> call = mKpt->debug(handle, hidl_vec<hidl_string>(options));
+    native_handle_delete(handle);
     std::string text;
     char chunk[4096];
     ssize_t count = 0;
     lseek(fd, 0, SEEK_SET);
     while ((count = read(fd, chunk, sizeof(chunk))) > 0) text.append(chunk, count);
     ::close(fd);
+    if (!call.isOk()) return unavailable();
     reply->set_value(std::move(text));
     return Status::OK;
 }

@@ -12,28 +12,25 @@
 #include <atomic>
 #include <vector>
 
-#include "service/VeloraManagerService.h"
+#include "hal/KptService.h"
 #include "tools/velorad/StreamCallback.h"
 #include "velora.grpc.pb.h"
 
 namespace velora {
 
-// The socket side of velorad: each RPC calls the one operation of VeloraManagerService it is
-// named after, with the request's integers and bytes, and answers with the results. A
-// registration stream holds a StreamCallback in the service's registry; when the client ends
-// the stream or its process dies, the callback is declared dead, so the service drops the
-// client exactly as it would on a device.
+// The socket side of velorad: each RPC calls the one operation of the vendor interface glue
+// (KptService, as hwbinder does on a device) it is named after, with the request's integers
+// and bytes, and answers with the results. A registration stream holds a StreamCallback in the
+// service's registry; when the client ends the stream or its process dies, the callback is
+// declared dead, so the service drops the client exactly as it would on a device.
 //
 // Threading: gRPC calls every method from its own pool of threads, concurrently. The service
 // object is thread-safe; mLock guards only the list of open streams.
 class VeloraRpcService final : public rpc::VeloraManager::Service {
-public:
+  public:
     // How often a stream with nothing to send checks whether its client is still there.
     static constexpr int64_t kLivenessCheckNs = 50'000'000;
-    // Largest answer buffer a client may ask the service to fill.
-    static constexpr uint32_t kMaxAnswerLength = 1u << 20;
-
-    explicit VeloraRpcService(const android::sp<android::VeloraManagerService>& service);
+    explicit VeloraRpcService(const android::sp<KptService>& kpt);
 
     // Refuses new calls and ends every open registration stream (with UNAVAILABLE), so that the
     // server's own shutdown does not wait on them. The registrations stay in the service until
@@ -81,8 +78,7 @@ public:
                                     rpc::Int32Value* reply) override;
     grpc::Status GetActiveDevice(grpc::ServerContext* context, const rpc::Empty* request,
                                  rpc::Int32Value* reply) override;
-    grpc::Status GetDefaultXmlFormatVersion(grpc::ServerContext* context,
-                                            const rpc::Empty* request,
+    grpc::Status GetDefaultXmlFormatVersion(grpc::ServerContext* context, const rpc::Empty* request,
                                             rpc::Int32Value* reply) override;
     grpc::Status SetParam(grpc::ServerContext* context, const rpc::StoreParam* request,
                           rpc::Int32Value* reply) override;
@@ -91,15 +87,15 @@ public:
     grpc::Status Dump(grpc::ServerContext* context, const rpc::DumpArgs* request,
                       rpc::BytesValue* reply) override;
 
-private:
+  private:
     // UNAVAILABLE once stop() has begun; every handler starts with it.
     bool stopping(grpc::Status* status) const;
     void addStream(const android::sp<StreamCallback>& stream);
     void removeStream(const android::sp<StreamCallback>& stream);
-    // The open stream registered under this type and uid, if any.
-    android::sp<StreamCallback> findStream(int type, uint32_t uid);
+    // The open stream of this callback, if any.
+    android::sp<StreamCallback> findStream(const KptService::IKptCallbacks* callback);
 
-    const android::sp<android::VeloraManagerService> mService;
+    const android::sp<KptService> mKpt;
     std::atomic<bool> mStopping{false};
     mutable android::Mutex mLock;
     std::vector<android::sp<StreamCallback>> mStreams GUARDED_BY(mLock);
