@@ -88,15 +88,20 @@ TEST(VeloractlTextTest, TheAppliedEchoDiffersInWordOneOnly) {
     EXPECT_FALSE(is_applied_echo(sent, pack_words({0x01000000, 0, 1, 107})));
 }
 
-TEST(VeloractlTextTest, CallbacksAreDecodedByShape) {
+TEST(VeloractlTextTest, CallbacksAreDecodedByShapeAndWordedAsRequests) {
     DecodedUpdate set = decode_update(pack_words({0x01000000, 0, 2, 103, 1}));
-    EXPECT_EQ("set-parameter", set.kind);
-    EXPECT_EQ("profile 2: volume-leveler-enable (103) = 1", set.summary);
+    EXPECT_EQ("set-parameter-request", set.kind);
+    EXPECT_EQ("profile 2: volume-leveler-enable (103) = 1 requested", set.summary);
 
+    // The service echoes requests it could not carry out just the same.
+    DecodedUpdate select = decode_update(pack_words({0x0A000000, 9, 9}));
+    EXPECT_EQ("profile 9 requested", select.summary);
+    EXPECT_EQ(9, select.json["requestedProfile"]);
     DecodedUpdate registered = decode_update(pack_words({0x72656763, 1, 4242}));
-    EXPECT_EQ("client-registered", registered.kind);
+    EXPECT_EQ("register-request", registered.kind);
+    EXPECT_EQ("registration requested: uid 4242 type 1", registered.summary);
 
-    EXPECT_EQ("tuning-device", decode_update("default_usb").kind);
+    EXPECT_EQ("tuning-device-request", decode_update("default_usb").kind);
     EXPECT_EQ("no-data", decode_update("").kind);
     DecodedUpdate raw = decode_update(std::string("\x01\x02", 2));
     EXPECT_EQ("bytes", raw.kind);

@@ -156,7 +156,7 @@ public:
         std::string line;
         while (seen.size() < count && mProcess.readLine(&line, kEventTimeout)) {
             const std::string kind = json_member(line, "kind");
-            if (kind == "client-registered" || kind == "client-unregistered") continue;
+            if (kind == "register-request" || kind == "unregister-request") continue;
             seen.push_back(json_member(line, "bytes"));
         }
         return seen;

@@ -50,9 +50,10 @@ bool decode_registration(const std::string& bytes, DecodedUpdate* out) {
     if (marker != kRegisteredMarker && marker != kUnregisteredMarker) return false;
     const bool registered = marker == kRegisteredMarker;
     const uint32_t uid = static_cast<uint32_t>(words[2]);
-    out->kind = registered ? "client-registered" : "client-unregistered";
-    out->summary = std::string("client ") + (registered ? "registered" : "unregistered") +
-                   ": uid " + std::to_string(uid) + " type " + std::to_string(words[1]);
+    // Sent for every call, also one the service refused (a key already held, an unknown one).
+    out->kind = registered ? "register-request" : "unregister-request";
+    out->summary = std::string(registered ? "registration" : "unregistration") +
+                   " requested: uid " + std::to_string(uid) + " type " + std::to_string(words[1]);
     out->json["type"] = words[1];
     out->json["uid"] = uid;
     return true;
@@ -65,48 +66,50 @@ bool decode_set_buffer(const std::string& bytes, DecodedUpdate* out) {
     if ((word0 & 0x00ffffff) != 0) return false;
     const int command = static_cast<int>(word0 >> 24);
     Json& json = out->json;
+    // Word 1 is what the service wrote back from the request (the switch, the profile), not a
+    // result: a request for an unknown profile comes back the same way.
     json["command"] = command;
-    json["applied"] = words[1];
+    json["word1"] = words[1];
     switch (command) {
         case kSetPexOn:
-            out->kind = "pex-on";
-            out->summary = std::string("effect switched ") + (words[2] > 0 ? "on" : "off");
-            json["on"] = words[2] > 0;
+            out->kind = "switch-request";
+            out->summary = std::string("effect ") + (words[2] > 0 ? "on" : "off") + " requested";
+            json["requestedOn"] = words[2] > 0;
             return true;
         case kSetParameter: {
             if (words.size() < 4) return false;
-            out->kind = "set-parameter";
-            out->summary = "profile " + std::to_string(words[2]) + ": " +
-                           parameter_text(words[3]) + " = " + values_text(words, 4);
+            out->kind = "set-parameter-request";
+            out->summary = "profile " + std::to_string(words[2]) + ": " + parameter_text(words[3]) +
+                           " = " + values_text(words, 4) + " requested";
             const ExternalParameter* parameter = ExternalParameter::byId(words[3]);
             json["profile"] = words[2];
             json["parameter"] = words[3];
             if (parameter) json["name"] = parameter->name;
-            json["values"] = json_ints({words.begin() + 4, words.end()});
+            json["requestedValues"] = json_ints({words.begin() + 4, words.end()});
             return true;
         }
         case kSetPortParameter: {
             if (words.size() < 5) return false;
-            out->kind = "set-port-parameter";
-            out->summary = "profile " + std::to_string(words[2]) + ", port " +
-                           port_name(words[3]) + ": " + parameter_text(words[4]) + " = " +
-                           values_text(words, 5);
+            out->kind = "set-port-parameter-request";
+            out->summary = "profile " + std::to_string(words[2]) + ", port " + port_name(words[3]) +
+                           ": " + parameter_text(words[4]) + " = " + values_text(words, 5) +
+                           " requested";
             const ExternalParameter* parameter = ExternalParameter::byId(words[4]);
             json["profile"] = words[2];
             json["port"] = words[3];
             json["parameter"] = words[4];
             if (parameter) json["name"] = parameter->name;
-            json["values"] = json_ints({words.begin() + 5, words.end()});
+            json["requestedValues"] = json_ints({words.begin() + 5, words.end()});
             return true;
         }
         case kSetSelectedProfile:
-            out->kind = "select-profile";
-            out->summary = "profile " + std::to_string(words[2]) + " selected";
-            json["profile"] = words[2];
+            out->kind = "select-profile-request";
+            out->summary = "profile " + std::to_string(words[2]) + " requested";
+            json["requestedProfile"] = words[2];
             return true;
         case kSetResetProfile:
-            out->kind = "reset-profile";
-            out->summary = "profile " + std::to_string(words[2]) + " reset";
+            out->kind = "reset-profile-request";
+            out->summary = "reset of profile " + std::to_string(words[2]) + " requested";
             json["profile"] = words[2];
             return true;
         default:
@@ -123,13 +126,13 @@ DecodedUpdate decode_update(const std::string& bytes) {
     out.json = Json::object();
     if (bytes.empty()) {
         out.kind = "no-data";
-        out.summary = "update without data (tuning file reloaded)";
+        out.summary = "update without data (a tuning reload, or a request that carried none)";
     } else if (decode_registration(bytes, &out) || decode_set_buffer(bytes, &out)) {
         // decoded
     } else if (looks_like_name(bytes)) {
-        out.kind = "tuning-device";
-        out.summary = "tuning device selected: " + bytes;
-        out.json["device"] = json_text(bytes);
+        out.kind = "tuning-device-request";
+        out.summary = "tuning device " + bytes + " requested";
+        out.json["requestedDevice"] = json_text(bytes);
     } else {
         out = DecodedUpdate();
         out.json = Json::object();

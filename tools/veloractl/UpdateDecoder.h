@@ -10,14 +10,17 @@
 
 namespace velora {
 
-// Reads one onPexParamUpdate buffer the way a client sees it. The callback carries no kind of
+// Reads one onPexParamUpdate buffer the way a client sees it. A callback carries the request
+// the service handled, not its outcome (a refused registration or an unknown profile comes
+// back all the same), so every line is worded as a request. The callback carries no kind of
 // its own, so the bytes are recognised by shape: a packed set buffer with a known command,
 // the empty buffer of a tuning reload, or the name of a selected tuning device. Anything else
 // is shown as raw bytes.
 struct DecodedUpdate {
-    std::string kind;     // "pex-on", "set-parameter", "set-port-parameter", "select-profile",
-                          // "reset-profile", "set-command", "client-registered",
-                          // "client-unregistered", "no-data", "tuning-device", "bytes"
+    std::string kind;     // "switch-request", "set-parameter-request", "select-profile-request",
+                          // "set-port-parameter-request", "reset-profile-request",
+                          // "set-command", "register-request", "unregister-request",
+                          // "no-data", "tuning-device-request", "bytes"
     std::string summary;  // one line for people
     Json json;            // the same, for --json (always with "bytes" in hexadecimal)
 };
