@@ -172,6 +172,14 @@ std::string KsManager::getProfileName(int id) {
     return mContext->getProfileName(id);
 }
 
+int KsManager::getProfileIeqPreset(int id) {
+    if (!isValidProfile(id)) {
+        ALOGE("Invalid Profile Id!");
+        return -EINVAL;
+    }
+    return mContext->getProfileIeqPreset(id);
+}
+
 int KsManager::getProfileNameLen(int id) {
     // Room for the terminating zero of the name as it goes over the wire.
     return static_cast<int>(getProfileName(id).size()) + 1;

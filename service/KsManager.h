@@ -69,6 +69,8 @@ class KsManager {
     int getNumOfProfiles();
     std::string getProfileName(int id);
     int getProfileNameLen(int id);
+    // The IEQ preset type the profile has selected; -EINVAL for a profile that does not exist.
+    int getProfileIeqPreset(int id);
     bool setSelectedProfile(int id);
     int getSelectedProfile();
     bool resetProfile(int id);

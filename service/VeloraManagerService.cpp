@@ -472,6 +472,14 @@ std::string VeloraManagerService::getProfileName(int id) {
     return mKsManager->getProfileName(id);
 }
 
+int VeloraManagerService::getProfileIeqPreset(int id) {
+    if (!isInitialized()) {
+        ALOGE("%s KsManager doesn't initialize!", "getProfileIeqPreset");
+        return -ENODEV;
+    }
+    return mKsManager->getProfileIeqPreset(id);
+}
+
 bool VeloraManagerService::getPexEnabled() { return isInitialized() && mKsManager->getKsOn(); }
 
 bool VeloraManagerService::isMonoInternalSpeaker() {

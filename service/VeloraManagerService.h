@@ -116,6 +116,10 @@ class VeloraManagerService : public RefBase {
     void setSelectedTuningDevice(int port, const void* name, int length);
 
     std::string getProfileName(int id);
+    // The IEQ preset the profile has selected (what external id 104 writes, which reading 104
+    // does not give back): a preset type, -EINVAL for an unknown profile, -ENODEV before the
+    // manager is initialised.
+    int getProfileIeqPreset(int id);
     bool getPexEnabled();
     bool isMonoInternalSpeaker();
     bool isSpeakerPortraitMode();

@@ -271,6 +271,16 @@ TEST_F(VeloradTest, SetThenGetRoundTripsWithTheServiceClamping) {
     EXPECT_EQ("576,-576,2,3,4,5,6,7,8,9,10,11,12,13,14,15,16,17,18,19",
               values({"--json", "get", "1", "geq-gains"}));
 
+    // The IEQ preset reads back as the profile's selection, the one the dump shows.
+    ToolResult preset = ctl({"--json", "set", "Music", "ieq-preset", "3"});
+    EXPECT_EQ("3", json_member(preset.out, "values")) << preset.err;
+    EXPECT_EQ("false", json_member(preset.out, "clamped"));
+    EXPECT_EQ("0", values({"--json", "set", "Movie", "ieq-preset", "0"}));
+    EXPECT_EQ("3", values({"--json", "get", "Music", "104"}));
+    EXPECT_EQ("0", values({"--json", "get", "Movie", "104"}));
+    ASSERT_EQ(0, ctl({"profile", "select", "Music"}).status);
+    EXPECT_NE(std::string::npos, ctl({"dump"}).out.find("Profile IEQ Preset : warm"));
+
     // The virtualizer switches are stored as sent.
     EXPECT_EQ("5", values({"--json", "set", "2", "headphone-virtualizer-enable", "5"}));
 

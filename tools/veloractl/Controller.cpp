@@ -29,6 +29,8 @@ namespace {
 
 // Integer-property codes veloractl itself uses.
 constexpr uint32_t kReloadTuningCode = 0x524c5446;  // "RLTF"
+// The external id that selects a profile's IEQ preset.
+constexpr int kIeqPresetId = 104;
 
 const char* const kCommonOptions =
         "Common options:\n"
@@ -595,6 +597,19 @@ int Controller::openProfileSession(int port, int* profile, std::string* name) {
     return EXIT_OK;
 }
 
+bool Controller::readParameter(int profile, int port, const ExternalParameter& parameter,
+                               std::vector<int>* values) {
+    if (parameter.id == kIeqPresetId) {
+        // Reading 104 back through the packed get gives nothing: the selection is no stored
+        // value of the profile. The service's own preset query says what it holds.
+        int preset = 0;
+        if (!mClient->getProfileIeqPreset(profile, &preset)) return false;
+        *values = {preset};
+        return true;
+    }
+    return mClient->getPackedValues(profile, port, parameter.id, parameter.length, values);
+}
+
 int Controller::cmdGet() {
     if (mLine.arguments.size() != 2) return usageError("usage: get PROFILE PARAM [--port PORT]");
     const ExternalParameter* parameter = nullptr;
@@ -604,9 +619,7 @@ int Controller::cmdGet() {
     std::string name;
     if (int status = openProfileSession(port, &profile, &name); status != EXIT_OK) return status;
     std::vector<int> values;
-    if (!mClient->getPackedValues(profile, port, parameter->id, parameter->length, &values)) {
-        return closeSession(clientFailure());
-    }
+    if (!readParameter(profile, port, *parameter, &values)) return closeSession(clientFailure());
     Json json = {{"profile", profile},
                  {"profileName", json_text(name)},
                  {"parameter", parameter->id},
@@ -654,7 +667,7 @@ int Controller::cmdSet() {
     std::vector<int> stored;
     if (!applyAndWait(packed_set_buffer(port >= 0 ? kSetPortParameter : kSetParameter, words),
                       &echo) ||
-        !mClient->getPackedValues(profile, port, parameter->id, parameter->length, &stored)) {
+        !readParameter(profile, port, *parameter, &stored)) {
         return closeSession(clientFailure());
     }
     Json json = {{"profile", profile},

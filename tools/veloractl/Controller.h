@@ -72,6 +72,9 @@ private:
     int cmdParams();
     int parseParameterAndPort(const ExternalParameter** parameter, int* port) const;
     int openProfileSession(int port, int* profile, std::string* name);
+    // The values of an external parameter as the service holds them now.
+    bool readParameter(int profile, int port, const ExternalParameter& parameter,
+                       std::vector<int>* values);
     int cmdGet();
     int cmdSet();
     int cmdDevices();

@@ -105,6 +105,22 @@ bool VeloraClient::getProfileName(int profile, std::string* name) {
     return true;
 }
 
+bool VeloraClient::getProfileIeqPreset(int profile, int* preset) {
+    rpc::ProfileId request;
+    request.set_profile(profile);
+    rpc::Int32Value reply;
+    if (!call("getProfileIeqPreset", &rpc::VeloraManager::Stub::GetProfileIeqPreset, request,
+              &reply)) {
+        return false;
+    }
+    if (reply.value() < 0) {
+        fail(EXIT_REFUSED, "getProfileIeqPreset failed: " + describe_result(reply.value()));
+        return false;
+    }
+    *preset = reply.value();
+    return true;
+}
+
 bool VeloraClient::getPexEnabled(bool* on) {
     rpc::BoolValue reply;
     if (!call("getPexEnabled", &rpc::VeloraManager::Stub::GetPexEnabled, rpc::Empty(), &reply)) {

@@ -78,6 +78,8 @@ public:
     bool getIntParam(uint32_t code, int64_t* value);
     bool setIntParam(uint32_t code, int64_t value);
     bool getProfileName(int profile, std::string* name);
+    // The profile's selected IEQ preset type; a negative answer fails with its errno.
+    bool getProfileIeqPreset(int profile, int* preset);
     bool getPexEnabled(bool* on);
     bool getSelectedTuningDevice(int port, std::string* name);
     bool setSelectedTuningDevice(int port, const std::string& name);

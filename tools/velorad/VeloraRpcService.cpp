@@ -292,6 +292,15 @@ Status VeloraRpcService::GetProfileName(ServerContext* /*context*/, const rpc::P
     }));
 }
 
+Status VeloraRpcService::GetProfileIeqPreset(ServerContext* /*context*/,
+                                             const rpc::ProfileId* request,
+                                             rpc::Int32Value* reply) {
+    Status status;
+    if (stopping(&status)) return status;
+    reply->set_value(mService->getProfileIeqPreset(request->profile()));
+    return Status::OK;
+}
+
 Status VeloraRpcService::GetPexEnabled(ServerContext* /*context*/, const rpc::Empty* /*request*/,
                                        rpc::BoolValue* reply) {
     Status status;

@@ -64,6 +64,8 @@ class VeloraRpcService final : public rpc::VeloraManager::Service {
                                          rpc::Empty* reply) override;
     grpc::Status GetProfileName(grpc::ServerContext* context, const rpc::ProfileId* request,
                                 rpc::BytesValue* reply) override;
+    grpc::Status GetProfileIeqPreset(grpc::ServerContext* context, const rpc::ProfileId* request,
+                                     rpc::Int32Value* reply) override;
     grpc::Status GetPexEnabled(grpc::ServerContext* context, const rpc::Empty* request,
                                rpc::BoolValue* reply) override;
     grpc::Status IsMonoInternalSpeaker(grpc::ServerContext* context, const rpc::Empty* request,
