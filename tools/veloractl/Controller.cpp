@@ -250,6 +250,10 @@ void Controller::printCommandHelp(const Command& command) const {
 }
 
 void Controller::emit(const Json& json, const std::string& text) const {
+    if (mDeferOutput) {
+        mPending.emplace_back(json, text);
+        return;
+    }
     if (mLine.json) {
         std::cout << json_dump(json) << std::endl;
     } else {
@@ -325,11 +329,25 @@ bool Controller::connect() {
 bool Controller::openSession() {
     mRegistration = std::make_unique<Registration>(*mClient);
     const uint32_t uid = mLine.uid ? *mLine.uid : static_cast<uint32_t>(getpid());
+    // What a command prints waits for the end of the session: the service saves when a client
+    // unregisters, so a change is reported only once it is on disk.
+    mDeferOutput = true;
     return mRegistration->start(mLine.type, uid);
 }
 
 int Controller::closeSession(int status) {
-    if (mRegistration && !mRegistration->stop() && status == EXIT_OK) return clientFailure();
+    const bool stopped = !mRegistration || mRegistration->stop();
+    mDeferOutput = false;
+    std::vector<std::pair<Json, std::string>> pending;
+    pending.swap(mPending);
+    if (!stopped) {
+        // The unregistration is the save: an error from it means the change may be lost.
+        if (mChanged) {
+            return failure(EXIT_REFUSED, "the change is not saved: " + mClient->error().message);
+        }
+        if (status == EXIT_OK) return clientFailure();
+    }
+    for (const auto& [json, text] : pending) emit(json, text);
     return status;
 }
 
@@ -359,6 +377,7 @@ bool Controller::resolveProfile(const std::string& text, int* profile, std::stri
 
 bool Controller::applyAndWait(const std::string& buffer, std::string* echo) {
     int result = 0;
+    mChanged = true;
     if (!mClient->setPexParam(buffer, &result)) return false;
     if (result != 0) {
         mClient->fail(EXIT_REFUSED, "setPexParam refused: " + describe_result(result));
@@ -745,6 +764,7 @@ int Controller::cmdDevice() {
                                                 port_name(port) + " (available: " +
                                                 (known.empty() ? "none" : known) + ")"));
         }
+        mChanged = true;
         if (!mClient->setSelectedTuningDevice(port, wanted)) {
             return closeSession(clientFailure());
         }
@@ -802,6 +822,7 @@ int Controller::cmdWatch() {
     if (!mLine.arguments.empty()) return usageError("watch takes no arguments");
     if (!openSession()) return clientFailure();
     Registration* registration = mRegistration.get();
+    mDeferOutput = false;  // every callback is printed as it comes
     mSignals.setHandler([registration] { registration->interrupt(); });
     emit(
         Json{{"event", "registered"}, {"uid", registration->uid()}, {"type", registration->type()}},

@@ -7,6 +7,7 @@
 #include <memory>
 #include <ostream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tools/common/Json.h"
@@ -46,7 +47,8 @@ private:
     void printUsage(std::ostream& out) const;
     void printCommandHelp(const Command& command) const;
 
-    // Output: one JSON document per result with --json, text otherwise.
+    // Output: one JSON document per result with --json, text otherwise. While a session is
+    // open the output is held back until closeSession() has seen the unregistration succeed.
     void emit(const Json& json, const std::string& text) const;
     int usageError(const std::string& message) const;
     int failure(ExitStatus status, const std::string& message) const;
@@ -91,6 +93,9 @@ private:
     std::string mSocketPath;
     std::unique_ptr<VeloraClient> mClient;
     std::unique_ptr<Registration> mRegistration;
+    bool mDeferOutput = false;
+    bool mChanged = false;  // a write was sent in this session
+    mutable std::vector<std::pair<Json, std::string>> mPending;
 };
 
 }  // namespace velora
