@@ -1,0 +1,124 @@
+/*
+ * Copyright (C) 2026 The Velora Project
+ * Licensed under the Apache License, Version 2.0.
+ */
+// A settings database that lived through crashes, hand edits or another version of the
+// service: the input is a list of rows over the real schema, every text column holding
+// whatever bytes the input gives. The store and the current state load it, the effect
+// controller receives the loaded state as after a start, and the state is saved.
+//
+// Input: rows separated by 0x1E, fields by 0x1F; the first field names the table, the others
+// fill its columns in order (missing ones NULL, extra ones dropped); a field holding only 0x1D
+// is NULL. That is what `sqlite3 -separator $'\x1f' -newline $'\x1e'` prints for
+// "SELECT 'table', * FROM table", so a real database gives a seed directly.
+#include <sqlite3.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "common/FuzzSupport.h"
+#include "common/SystemPaths.h"
+#include "context/KsContext.h"
+#include "context/KsContextChangeObservable.h"
+#include "effect/PexController.h"
+#include "effect/PexEffect.h"
+#include "model/AndroidDevice.h"
+#include "store/DatabaseHelper.h"
+#include "store/Provider.h"
+#include "store/TableType.h"
+
+using velora::fuzz::FuzzRoot;
+
+namespace {
+
+constexpr char kRowSeparator = '\x1e';
+constexpr char kFieldSeparator = '\x1f';
+const std::string kNull("\x1d");
+
+FuzzRoot& root() {
+    static FuzzRoot* instance = [] {
+        velora::fuzz::quiet_log();
+        return new FuzzRoot();
+    }();
+    return *instance;
+}
+
+std::vector<std::string> split(const std::string& text, char separator) {
+    std::vector<std::string> pieces;
+    size_t start = 0;
+    for (;;) {
+        size_t end = text.find(separator, start);
+        pieces.push_back(text.substr(start, end == std::string::npos ? end : end - start));
+        if (end == std::string::npos) return pieces;
+        start = end + 1;
+    }
+}
+
+int table_of(const std::string& name) {
+    for (int type = 0; type < velora::kTableCount; ++type) {
+        if (name == velora::DatabaseHelper::kTableNames[type]) return type;
+    }
+    return -1;
+}
+
+void insert_rows(const std::string& path, const std::string& input) {
+    sqlite3* db = nullptr;
+    if (sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READWRITE, nullptr) != SQLITE_OK) {
+        sqlite3_close_v2(db);
+        return;
+    }
+    sqlite3_exec(db, "BEGIN", nullptr, nullptr, nullptr);
+    for (const std::string& row : split(input, kRowSeparator)) {
+        std::vector<std::string> fields = split(row, kFieldSeparator);
+        int type = table_of(fields[0]);
+        if (type < 0) continue;
+        size_t columns =
+            velora::DatabaseHelper::getColumnNames(static_cast<velora::TableType>(type)).size();
+        std::string sql =
+            std::string("INSERT INTO ") + velora::DatabaseHelper::kTableNames[type] + " VALUES(?";
+        for (size_t i = 1; i < columns; ++i) sql += ",?";
+        sql += ")";
+        sqlite3_stmt* statement = nullptr;
+        if (sqlite3_prepare_v2(db, sql.c_str(), -1, &statement, nullptr) == SQLITE_OK) {
+            for (size_t i = 0; i < columns && i + 1 < fields.size(); ++i) {
+                const std::string& value = fields[i + 1];
+                if (value == kNull) continue;
+                sqlite3_bind_text(statement, static_cast<int>(i + 1), value.data(),
+                                  static_cast<int>(value.size()), SQLITE_TRANSIENT);
+            }
+            sqlite3_step(statement);
+        }
+        sqlite3_finalize(statement);
+    }
+    sqlite3_exec(db, "COMMIT", nullptr, nullptr, nullptr);
+    sqlite3_close_v2(db);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    FuzzRoot& fuzzRoot = root();
+    const std::string database =
+        std::string(velora::SystemPaths::kDatabaseDir) + velora::Provider::kDatabaseFileName;
+    fuzzRoot.remove(database);
+    {
+        velora::DatabaseHelper schema(velora::Provider::kDatabaseFileName);
+        schema.init();
+    }
+    insert_rows(fuzzRoot.hostPath(database),
+                std::string(reinterpret_cast<const char*>(data), size));
+
+    velora::Provider provider;
+    if (provider.init() != 0) return 0;
+    velora::KsContextChangeObservable observable;
+    velora::KsContext context(&provider, &observable);
+    context.load();
+    velora::PexEffect effect(0, "fuzz");
+    velora::PexController controller(velora::DEVICE_OUT_SPEAKER, effect);
+    context.registerObserver(&controller);
+    context.save();
+    context.unregisterObserver(&controller);
+    return 0;
+}
