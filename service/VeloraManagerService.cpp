@@ -18,6 +18,8 @@
 #include <vector>
 
 #include "context/KsContext.h"
+#include "effect/PexController.h"
+#include "effect/PexParameter.h"
 #include "model/PresetType.h"
 #include "service/KsManager.h"
 #include "service/PackedBuffer.h"
@@ -45,6 +47,15 @@ constexpr int kDialogEnhancerId = 105;
 constexpr int kMaxVersionPart = 255;
 
 bool is_decoder_type(int type) { return type >= 1 && type <= 4; }
+
+bool is_effect_parameter(PexParameterId id) {
+    for (int p = 0; p < velora::kPexParameterCount; ++p) {
+        if (velora::pex_parameter_id(static_cast<velora::PexParameter>(p)) == id) {
+            return true;
+        }
+    }
+    return false;
+}
 
 // Parses one decimal part of a version text; false unless the whole text is a number.
 bool parse_version_part(const std::string& text, int* value) {
@@ -531,6 +542,17 @@ int VeloraManagerService::getDefaultXmlFormatVersion() {
 
 int VeloraManagerService::setParam(unsigned device, PexParameterId id, const int* values,
                                    unsigned count) {
+    // Only what the effect reads: its devices and its parameter codes. The store refuses more
+    // values than a parameter holds, so no client can grow the parameter file beyond the
+    // effect's own parameters at their largest.
+    if (velora::PexController::kDevices.count(static_cast<velora::AndroidDevice>(device)) == 0) {
+        ALOGE("%s: device 0x%x has no effect parameters", "setParam", device);
+        return -EINVAL;
+    }
+    if (!is_effect_parameter(id)) {
+        ALOGE("%s: 0x%08x is no effect parameter", "setParam", id);
+        return -EINVAL;
+    }
     return PexParamStore::getInstance().setParam(device, id, values, count);
 }
 

@@ -131,7 +131,9 @@ class VeloraManagerService : public RefBase {
     // maintenance in bits 0-7; -ENODEV before start-up, -EINVAL for a malformed version.
     int getDefaultXmlFormatVersion();
 
-    // Pass-through to the shared parameter store.
+    // Pass-through to the shared parameter store. setParam takes the devices and parameter
+    // codes the effect reads, and returns -EINVAL for others; the store's own refusals
+    // (-E2BIG above PexParamStore::kMaxValueCount values) come back as they are.
     int setParam(unsigned device, PexParameterId id, const int* values, unsigned count);
     int commitChange();
     int getStoredParams(KeyedVector<unsigned, PexParamCache*>* out, bool changedOnly,

@@ -29,7 +29,6 @@ constexpr size_t kOffSequence = 16;
 constexpr size_t kOffGeneration = 24;
 constexpr size_t kOffRecordCount = 28;
 constexpr size_t kOffPayloadBytes = 32;
-constexpr size_t kRecordHeaderWords = 4;
 
 // How long a reader keeps retrying while commits are being written. A commit holds the
 // counter odd for the time of one copy; only a writer that died mid-commit holds it longer.
@@ -66,8 +65,9 @@ int make_parent_dirs(const std::string& path) {
 
 // A new file appears under its name complete with its header (written under a temporary
 // name, then linked), so a reader never opens a file without one. link() rather than
-// rename(): when two writers race, the first file stays and the second is dropped.
-int create_file(const std::string& path) {
+// rename(): when two writers race, the first file stays and the second is dropped. Only a
+// file that is to replace a damaged one is renamed over it.
+int create_file(const std::string& path, uint32_t generation, bool replace) {
     std::string tmp = path + ".XXXXXX";
     const int fd = mkstemp(&tmp[0]);
     if (fd < 0) return -errno;
@@ -76,10 +76,12 @@ int create_file(const std::string& path) {
     header[kOffMagic / 4] = PexParamFile::kMagic;
     header[kOffVersion / 4] = PexParamFile::kVersion;
     header[kOffHeaderSize / 4] = PexParamFile::kHeaderSize;
+    header[kOffGeneration / 4] = generation;
     if (fchmod(fd, 0644) != 0 || ftruncate(fd, PexParamFile::kInitialSize) != 0 ||
         pwrite(fd, header, sizeof(header), 0) != static_cast<ssize_t>(sizeof(header))) {
         err = -errno;
-    } else if (link(tmp.c_str(), path.c_str()) != 0 && errno != EEXIST) {
+    } else if (replace ? rename(tmp.c_str(), path.c_str()) != 0
+                       : link(tmp.c_str(), path.c_str()) != 0 && errno != EEXIST) {
         err = -errno;
     }
     close(fd);
@@ -99,7 +101,7 @@ int PexParamFile::openForWriting(const std::string& path, std::unique_ptr<PexPar
     if (err != 0) return err;
     int fd = open(path.c_str(), O_RDWR | O_CLOEXEC);
     if (fd < 0 && errno == ENOENT) {
-        err = create_file(path);
+        err = create_file(path, 0, /*replace=*/false);
         if (err != 0) return err;
         fd = open(path.c_str(), O_RDWR | O_CLOEXEC);
     }
@@ -116,15 +118,31 @@ int PexParamFile::openForWriting(const std::string& path, std::unique_ptr<PexPar
     } else {
         err = file->mapWhole();
     }
+    bool replaced = false;
     if (err == 0) {
         // No other writer runs while we hold the lock, so an odd counter means a writer died
         // mid-commit and the records are torn: start over empty. The store republishes its
-        // whole state at its next commit.
+        // whole state at its next commit. The numbering goes on where a readable header left
+        // it, so that readers' generations stay meaningful.
         const bool valid = file->headerValid();
         const uint64_t seq = __atomic_load_n(file->sequence(), __ATOMIC_ACQUIRE);
+        const uint32_t stored = valid ? load_word(file->word(kOffGeneration)) : 0;
+        const uint32_t generation = stored <= PexParamStore::kMaxGeneration ? stored : 0;
         PexParamSnapshot check;
-        if (!valid || (seq & 1) != 0 || file->read(&check) != 0) {
-            const uint32_t generation = valid ? load_word(file->word(kOffGeneration)) : 0;
+        if (file->mMapSize > kMaxFileSize) {
+            // Never written by a store with these bounds, and a file is never shrunk under
+            // readers' mappings: a new file takes its place, and the old one tells its
+            // readers it is no parameter file any more, so that they open the new one.
+            ALOGW(
+                "%s has %zu bytes, more than a parameter file holds; starting it over at "
+                "generation %u",
+                path.c_str(), file->mMapSize, generation);
+            err = create_file(path, generation, /*replace=*/true);
+            if (err == 0) {
+                file->reinitialise(generation, /*magic=*/0);
+                replaced = true;
+            }
+        } else if (!valid || (seq & 1) != 0 || file->read(&check) != 0) {
             ALOGW("%s is not a whole parameter file; starting it over at generation %u",
                   path.c_str(), generation);
             file->reinitialise(generation);
@@ -132,6 +150,7 @@ int PexParamFile::openForWriting(const std::string& path, std::unique_ptr<PexPar
     }
     file->unlockWriters();
     if (err != 0) return err;
+    if (replaced) return openForWriting(path, out);
     *out = std::move(file);
     return 0;
 }
@@ -155,6 +174,13 @@ int PexParamFile::lockWriters() {
 }
 
 void PexParamFile::unlockWriters() { flock(mFd, LOCK_UN); }
+
+bool PexParamFile::isAt(const std::string& path) const {
+    struct stat named;
+    struct stat open;
+    return stat(path.c_str(), &named) == 0 && fstat(mFd, &open) == 0 &&
+           named.st_dev == open.st_dev && named.st_ino == open.st_ino;
+}
 
 uint64_t* PexParamFile::sequence() const {
     return reinterpret_cast<uint64_t*>(mMap + kOffSequence);
@@ -188,6 +214,8 @@ int PexParamFile::growTo(size_t size) {
     if (newSize < kInitialSize) newSize = kInitialSize;
     while (newSize < size) newSize *= 2;
     newSize = round_up_to_page(newSize);
+    if (newSize > kMaxFileSize) newSize = kMaxFileSize;
+    if (newSize < size) return -ENOSPC;
     if (newSize > static_cast<size_t>(st.st_size) && ftruncate(mFd, newSize) != 0) {
         return -errno;
     }
@@ -199,11 +227,11 @@ bool PexParamFile::headerValid() const {
            load_word(word(kOffHeaderSize)) == kHeaderSize;
 }
 
-void PexParamFile::reinitialise(uint32_t generation) {
+void PexParamFile::reinitialise(uint32_t generation, uint32_t magic) {
     uint64_t seq = __atomic_load_n(sequence(), __ATOMIC_RELAXED);
     if ((seq & 1) == 0) seq++;
     __atomic_store_n(sequence(), seq, __ATOMIC_RELAXED);
-    store_word(word(kOffMagic), kMagic);
+    store_word(word(kOffMagic), magic);
     store_word(word(kOffVersion), kVersion);
     store_word(word(kOffHeaderSize), kHeaderSize);
     store_word(word(kOffGeneration), generation);
@@ -221,7 +249,7 @@ int PexParamFile::publish(const PexParamSnapshot& snapshot) {
         words += kRecordHeaderWords + entry.second.values.size();
     }
     const uint64_t payloadBytes = words * 4;
-    if (payloadBytes > UINT32_MAX - kHeaderSize) return -EFBIG;
+    if (kHeaderSize + payloadBytes > kMaxFileSize) return -ENOSPC;
     if (kHeaderSize + payloadBytes > mMapSize) {
         const int err = growTo(kHeaderSize + payloadBytes);
         if (err != 0) return err;
@@ -266,7 +294,9 @@ int PexParamFile::read(PexParamSnapshot* out) {
 
             if (before == after) {
                 // A stable copy: from here on, anything wrong is wrong in the file itself.
-                if (!valid || payloadBytes % 4 != 0) return -EBADMSG;
+                if (!valid || payloadBytes % 4 != 0 || generation > PexParamStore::kMaxGeneration) {
+                    return -EBADMSG;
+                }
                 if (payloadBytes > available) {
                     const int err = mapWhole();
                     if (err != 0) return err;
@@ -282,6 +312,7 @@ int PexParamFile::read(PexParamSnapshot* out) {
                     const PexParameterId id = words[at + 1];
                     PexParamRecord record;
                     record.generation = words[at + 2];
+                    if (record.generation > generation) return -EBADMSG;
                     const uint32_t n = words[at + 3];
                     at += kRecordHeaderWords;
                     if (n > words.size() - at) return -EBADMSG;

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <pexparamstorage/PexParamCache.h>
+#include <pexparamstorage/PexParamStore.h>
 #include <pexparamstorage/PexParamTypes.h>
 #include <stddef.h>
 #include <stdint.h>
@@ -47,12 +48,20 @@ class PexParamFile {
     static constexpr uint32_t kVersion = 1;
     static constexpr uint32_t kHeaderSize = 64;
     static constexpr size_t kInitialSize = 16384;
+    static constexpr size_t kRecordHeaderWords = 4;
+    // The largest file: the header and the most payload the store keeps, in whole pages.
+    static constexpr size_t kMaxFileSize =
+        (kHeaderSize + PexParamStore::kMaxPayloadBytes + 4095) / 4096 * 4096;
 
     // Opens the file for commits, creating it (and its folder) when missing, and repairs a
-    // file that is not a parameter file or was left half-written by a writer that died.
+    // file that is not a parameter file or was left half-written by a writer that died; one
+    // larger than kMaxFileSize is replaced by a new file.
     static int openForWriting(const std::string& path, std::unique_ptr<PexParamFile>* out);
     static int openForReading(const std::string& path, std::unique_ptr<PexParamFile>* out);
     ~PexParamFile();
+
+    // True while this is the file under `path` (no writer has replaced it).
+    bool isAt(const std::string& path) const;
 
     // Excludes the writers of every process, until unlockWriters().
     int lockWriters();
@@ -78,8 +87,9 @@ class PexParamFile {
     int mapWhole();
     int growTo(size_t size);
     bool headerValid() const;
-    // Rewrites the header over an empty payload, under the sequence counter.
-    void reinitialise(uint32_t generation);
+    // Rewrites the header over an empty payload, under the sequence counter; with a magic of
+    // 0 readers take the file for no parameter file.
+    void reinitialise(uint32_t generation, uint32_t magic = kMagic);
 
     uint64_t* sequence() const;
     uint32_t* word(size_t byteOffset) const;

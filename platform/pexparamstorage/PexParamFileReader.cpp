@@ -21,19 +21,26 @@ int PexParamFileReader::read(KeyedVector<uint32_t, PexParamCache*>* out, bool ch
     if (out == nullptr || (changedOnly && generation == nullptr)) {
         return -EINVAL;
     }
-    const uint32_t since = changedOnly && *generation > 0 ? static_cast<uint32_t>(*generation) : 0;
+    uint32_t since = changedOnly && *generation > 0 ? static_cast<uint32_t>(*generation) : 0;
     Mutex::Autolock lock(mLock);
     if (mFile == nullptr) {
         const int err = PexParamFile::openForReading(mPath, &mFile);
         if (err != 0) return err;
     }
     PexParamSnapshot snapshot;
-    const int err = mFile->read(&snapshot);
+    int err = mFile->read(&snapshot);
+    if (err != 0 && !mFile->isAt(mPath)) {
+        // A writer found the file damaged and put a new one in its place.
+        mFile.reset();
+        err = PexParamFile::openForReading(mPath, &mFile);
+        if (err == 0) err = mFile->read(&snapshot);
+    }
     if (err != 0) {
         // Opened afresh next time: the file may have been repaired or recreated meanwhile.
         mFile.reset();
         return err;
     }
+    if (since > snapshot.generation) since = 0;  // from before the numbering started over
     PexParamFile::exportParams(snapshot, out, changedOnly, since);
     if (generation != nullptr) *generation = static_cast<int>(snapshot.generation);
     return 0;

@@ -39,18 +39,61 @@ int PexParamStore::setParam(uint32_t device, PexParameterId id, const int32_t* v
     }
     std::vector<int32_t> staged(values, values + count);
     Mutex::Autolock lock(mLock);
-    mStaged[{device, id}] = std::move(staged);
+    followRoot_l();  // the bound is the new root's
+    const std::pair<uint32_t, PexParameterId> key(device, id);
+    auto previous = mStaged.find(key);
+    const int64_t before =
+        previous == mStaged.end() ? 0 : addedWords_l(key, previous->second.size());
+    const int64_t after = addedWords_l(key, count);
+    const int64_t total = static_cast<int64_t>(mCommittedWords) + mStagedWords - before + after;
+    if (after > before && total > static_cast<int64_t>(kMaxPayloadBytes / 4)) {
+        ALOGE(
+            "setParam: %u values of 0x%08x on device 0x%x do not fit in the %u bytes of "
+            "parameters",
+            count, id, device, kMaxPayloadBytes);
+        return -ENOSPC;
+    }
+    mStagedWords += after - before;
+    mStaged[key] = std::move(staged);
     return 0;
 }
 
-int PexParamStore::openFile_l() {
+int64_t PexParamStore::addedWords_l(const std::pair<uint32_t, PexParameterId>& key,
+                                    size_t n) const {
+    auto committed = mCommitted->records.find(key);
+    const int64_t held = committed == mCommitted->records.end()
+                             ? 0
+                             : PexParamFile::kRecordHeaderWords + committed->second.values.size();
+    return static_cast<int64_t>(PexParamFile::kRecordHeaderWords + n) - held;
+}
+
+void PexParamStore::recount_l() {
+    mCommittedWords = 0;
+    for (const auto& record : mCommitted->records) {
+        mCommittedWords += PexParamFile::kRecordHeaderWords + record.second.values.size();
+    }
+    mStagedWords = 0;
+    for (const auto& staged : mStaged) {
+        mStagedWords += addedWords_l(staged.first, staged.second.size());
+    }
+}
+
+void PexParamStore::followRoot_l() {
     const std::string path = getPublishedPath();
     if (path != mPath) {
         // Another root is another filesystem: what was committed belongs to the old one.
         mFile.reset();
         mPath = path;
         mCommitted.reset(new PexParamSnapshot());
+        recount_l();
     }
+}
+
+int PexParamStore::openFile_l() {
+    followRoot_l();
+    const std::string& path = mPath;
+    // A writer that found the file damaged may have put a new one in its place.
+    if (mFile != nullptr && !mFile->isAt(path)) mFile.reset();
     if (mFile != nullptr) return 0;
     const int err = PexParamFile::openForWriting(path, &mFile);
     if (err != 0) {
@@ -64,20 +107,37 @@ void PexParamStore::syncFromFile_l() {
     std::unique_ptr<PexParamSnapshot> published(new PexParamSnapshot());
     if (mFile->read(published.get()) == 0 && published->generation > mCommitted->generation) {
         mCommitted = std::move(published);
+        recount_l();
+    }
+}
+
+int PexParamStore::lockCurrentFile_l() {
+    for (;;) {
+        int err = openFile_l();
+        if (err == 0) err = mFile->lockWriters();
+        if (err != 0 || mFile->isAt(mPath)) return err;
+        // Replaced between opening and locking: lock the new one.
+        mFile->unlockWriters();
+        mFile.reset();
     }
 }
 
 int PexParamStore::commitChange() {
     Mutex::Autolock lock(mLock);
-    int err = openFile_l();
-    bool locked = false;
-    if (err == 0) {
-        err = mFile->lockWriters();
-        locked = err == 0;
-    }
+    int err = lockCurrentFile_l();
+    const bool locked = err == 0;
     if (locked) syncFromFile_l();
 
-    const uint32_t generation = mCommitted->generation + 1;
+    uint32_t generation = mCommitted->generation + 1;
+    if (mCommitted->generation >= kMaxGeneration) {
+        // Readers hold generations as int. Every parameter counts as changed in the first
+        // generation of the new numbering, and a reader that asks for changes after a
+        // generation beyond the current one gets everything.
+        ALOGW("commitChange: generation %u is the last; the numbering starts over at 1",
+              mCommitted->generation);
+        generation = 1;
+        for (auto& record : mCommitted->records) record.second.generation = generation;
+    }
     for (auto& staged : mStaged) {
         auto it = mCommitted->records.find(staged.first);
         if (it == mCommitted->records.end()) {
@@ -90,6 +150,7 @@ int PexParamStore::commitChange() {
     }
     mStaged.clear();
     mCommitted->generation = generation;
+    recount_l();
 
     if (locked) {
         err = mFile->publish(*mCommitted);
@@ -108,9 +169,10 @@ int PexParamStore::getStoredParams(KeyedVector<uint32_t, PexParamCache*>* out, b
         ALOGE("getStoredParams: nowhere to put the parameters");
         return -EINVAL;
     }
-    const uint32_t since = changedOnly && *generation > 0 ? static_cast<uint32_t>(*generation) : 0;
+    uint32_t since = changedOnly && *generation > 0 ? static_cast<uint32_t>(*generation) : 0;
     Mutex::Autolock lock(mLock);
     if (openFile_l() == 0) syncFromFile_l();
+    if (since > mCommitted->generation) since = 0;  // from before the numbering started over
     PexParamFile::exportParams(*mCommitted, out, changedOnly, since);
     if (generation != nullptr) *generation = static_cast<int>(mCommitted->generation);
     return 0;

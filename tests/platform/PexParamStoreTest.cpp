@@ -11,12 +11,14 @@
 
 #include <atomic>
 #include <filesystem>
+#include <fstream>
 #include <map>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "common/SystemPaths.h"
+#include "testutil/LogCapture.h"
 #include "testutil/TempRoot.h"
 
 #ifndef PEXPARAM_TEST_PROCESS
@@ -129,14 +131,16 @@ TEST_F(PexParamStoreTest, CommitPublishesEverythingStagedAtOnce) {
     ASSERT_EQ(0, reader.read(&caches, false, nullptr));
     PexParamStore::releaseStoredParams(&caches);
     const auto firstSize = std::filesystem::file_size(root.hostPath(kParamFile));
-    std::vector<int32_t> big(20000);
+    std::vector<int32_t> big(PexParamStore::kMaxValueCount);
     for (size_t i = 0; i < big.size(); ++i) big[i] = static_cast<int32_t>(i * 3);
-    ASSERT_EQ(0, set(kHeadphone, kVol, big));
+    Params more = expected;
+    for (PexParameterId id : {kVol, kDvla, kCeqt}) {
+        ASSERT_EQ(0, set(kHeadphone, id, big));
+        more[kHeadphone][id] = big;
+    }
     ASSERT_EQ(0, store.commitChange());
     ASSERT_EQ(0, store.commitChange());
     EXPECT_GT(std::filesystem::file_size(root.hostPath(kParamFile)), firstSize);
-    Params more = expected;
-    more[kHeadphone][kVol] = big;
     EXPECT_EQ(more, stored(&generation));
     EXPECT_EQ(3, generation);
     ASSERT_EQ(0, reader.read(&caches, false, &publishedGeneration));
@@ -206,6 +210,101 @@ TEST_F(PexParamStoreTest, ANewRootIsANewStoreAndAnOldRootsFileIsTakenOver) {
     int generation = -1;
     EXPECT_EQ((Params{{kSpeaker, {{kVol, {1}}}}}), stored(&generation));
     EXPECT_EQ(1, generation);
+}
+
+TEST_F(PexParamStoreTest, ParametersAreBoundedSoTheFileStaysWithinItsSize) {
+    const std::vector<int32_t> full(PexParamStore::kMaxValueCount, 7);
+    // As many full parameters as the payload holds, each with its four-word record header,
+    // then one that takes exactly the rest.
+    const uint32_t words = PexParamStore::kMaxPayloadBytes / 4;
+    const uint32_t fit = words / (4 + PexParamStore::kMaxValueCount);
+    const uint32_t rest = words - fit * (4 + PexParamStore::kMaxValueCount) - 4;
+    for (uint32_t id = 1; id <= fit; ++id) ASSERT_EQ(0, set(kSpeaker, id, full)) << id;
+    EXPECT_EQ(-ENOSPC, set(kSpeaker, fit + 1, std::vector<int32_t>(rest + 1)));
+    ASSERT_EQ(0, set(kSpeaker, fit + 1, std::vector<int32_t>(rest)));
+    EXPECT_EQ(-ENOSPC, set(kSpeaker, fit + 2, {}));
+    // Restaging, or replacing what is committed, counts the difference only; shrinking makes
+    // room.
+    ASSERT_EQ(0, set(kSpeaker, 1, full));
+    ASSERT_EQ(0, store.commitChange());
+    ASSERT_EQ(0, set(kSpeaker, fit, full));
+    EXPECT_EQ(-ENOSPC, set(kSpeaker, fit + 2, {}));
+    ASSERT_EQ(0, set(kSpeaker, 2, {1}));
+    ASSERT_EQ(0, set(kSpeaker, fit + 2, {1, 2}));
+    ASSERT_EQ(0, store.commitChange());
+
+    const auto size = std::filesystem::file_size(root.hostPath(kParamFile));
+    EXPECT_LE(size, (64 + PexParamStore::kMaxPayloadBytes + 4095) / 4096 * 4096);
+    Params read = published();
+    EXPECT_EQ(fit + 2, read[kSpeaker].size());
+    EXPECT_EQ((std::vector<int32_t>{1, 2}), read[kSpeaker][fit + 2]);
+}
+
+// A file that no store with these bounds wrote is started over when a store first opens it,
+// with a warning; readers of the old file go on with the new one.
+TEST_F(PexParamStoreTest, DamagedFileIsStartedOverAndItsGenerationNeverWraps) {
+    const std::string path = root.hostPath(kParamFile);
+    // Leaves this root for another and comes back, so that the store opens the file afresh.
+    auto reopen = [&] {
+        {
+            velora::testing::TempRoot other;
+            stored();
+        }
+        velora::SystemPaths::setRoot(root.path());
+    };
+    auto set_generation = [&](uint32_t generation) {
+        std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
+        file.seekp(24);
+        file.write(reinterpret_cast<const char*>(&generation), sizeof(generation));
+    };
+    ASSERT_EQ(0, set(kSpeaker, kVol, {1}));
+    ASSERT_EQ(0, store.commitChange());
+    PexParamFileReader reader(path);
+    KeyedVector<uint32_t, PexParamCache*> caches;
+    ASSERT_EQ(0, reader.read(&caches, false, nullptr));
+    PexParamStore::releaseStoredParams(&caches);
+
+    velora::testing::LogCapture log;
+    // Grown beyond any store's bound (as an unbounded writer once did): replaced.
+    std::filesystem::resize_file(path, 64u << 20);
+    reopen();
+    int generation = -1;
+    EXPECT_TRUE(stored(&generation).empty());
+    EXPECT_EQ(1, generation);
+    ASSERT_EQ(0, set(kSpeaker, kVol, {2}));
+    ASSERT_EQ(0, store.commitChange());
+    EXPECT_EQ(16384u, std::filesystem::file_size(path));
+    ASSERT_EQ(0, reader.read(&caches, false, &generation));
+    EXPECT_EQ((Params{{kSpeaker, {{kVol, {2}}}}}), take(&caches));
+    EXPECT_EQ(2, generation);
+
+    // The last generation an int holds: the next commit starts the numbering over, and a
+    // reader that asks for changes after a generation from before gets everything.
+    set_generation(PexParamStore::kMaxGeneration);
+    reopen();
+    ASSERT_EQ(0, set(kHeadphone, kVol, {3}));
+    ASSERT_EQ(0, store.commitChange());
+    const Params both = {{kSpeaker, {{kVol, {2}}}}, {kHeadphone, {{kVol, {3}}}}};
+    int since = PexParamStore::kMaxGeneration;
+    EXPECT_EQ(both, stored(&since, /*changedOnly=*/true));
+    EXPECT_EQ(1, since);
+    EXPECT_TRUE(stored(&since, true).empty());
+    since = PexParamStore::kMaxGeneration;
+    ASSERT_EQ(0, reader.read(&caches, true, &since));
+    EXPECT_EQ(both, take(&caches));
+    EXPECT_EQ(1, since);
+
+    // A generation beyond that is no generation of a parameter file: started over, not
+    // wrapped, and the first commit after it is generation 1.
+    set_generation(0xFFFFFFFF);
+    EXPECT_EQ(-EBADMSG, reader.read(&caches, false, nullptr));
+    reopen();
+    ASSERT_EQ(0, store.commitChange());
+    EXPECT_TRUE(published(&generation).empty());
+    EXPECT_EQ(1, generation);
+
+    EXPECT_EQ(2u, log.linesWithTag("PexParamFile").size()) << log.dump();
+    EXPECT_EQ(1u, log.linesWithTag("PexParamStore").size()) << log.dump();
 }
 
 TEST_F(PexParamStoreTest, CommitHoldsInProcessWhenTheFileCannotBeWrittenAndIsPublishedLater) {

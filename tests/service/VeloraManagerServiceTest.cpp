@@ -19,6 +19,8 @@
 #include "common/SystemPaths.h"
 #include "context/KsContext.h"
 #include "context/KsContextManager.h"
+#include "effect/PexParameter.h"
+#include "model/AndroidDevice.h"
 #include "model/PresetType.h"
 #include "model/Profile.h"
 #include "service/VeloraManagerService.h"
@@ -163,9 +165,9 @@ TEST_F(VeloraManagerServiceTest, PackedGetOfParameterValues) {
 
     // Command 2: one byte carries the profile (high nibble) and the port (low nibble).
     const std::vector<std::pair<uint8_t, Bytes>> ports = {
-        {0x13, answer(9)},  // profile 1, headphone
-        {0x14, answer(9)},  // bluetooth uses the headphone settings too
-        {0x10, answer(4)},  // internal speaker
+        {0x13, answer(9)},             // profile 1, headphone
+        {0x14, answer(9)},             // bluetooth uses the headphone settings too
+        {0x10, answer(4)},             // internal speaker
         {0x17, Bytes(4, kUntouched)},  // no port 7: nothing
     };
     for (const auto& [profilePort, expected] : ports) {
@@ -250,6 +252,25 @@ TEST_F(VeloraManagerServiceTest, IntegerParametersByCode) {
     EXPECT_EQ(mService->getIntParam(S::kFrontSpeakerAngle), 10);
     // "1.0.0": one byte per part.
     EXPECT_EQ(mService->getIntParam(S::kTuningFormatVersion), 0x010000);
+}
+
+TEST_F(VeloraManagerServiceTest, StorePassThroughTakesOnlyWhatTheEffectReads) {
+    using velora::testing::stored_param;
+    const uint32_t dvla = velora::pex_code_to_id("DVLA");
+    const std::vector<int> values = {1, -2, 300};
+    const std::vector<int> tooMany(PexParamStore::kMaxValueCount + 1, 1);
+    ASSERT_EQ(mService->setParam(velora::DEVICE_OUT_SPEAKER, dvla, values.data(), 3), 0);
+    // A device or a code the effect has no parameters for, or more values than a parameter
+    // holds, would only grow the parameter file.
+    EXPECT_EQ(mService->setParam(0x1, dvla, values.data(), 3), -EINVAL);
+    EXPECT_EQ(mService->setParam(velora::DEVICE_OUT_SPEAKER, 0x12345678, values.data(), 3),
+              -EINVAL);
+    EXPECT_EQ(mService->setParam(velora::DEVICE_OUT_DEFAULT, dvla, tooMany.data(), tooMany.size()),
+              -E2BIG);
+    ASSERT_EQ(mService->commitChange(), 0);
+    EXPECT_EQ(stored_param(velora::DEVICE_OUT_SPEAKER, "DVLA"), values);
+    EXPECT_TRUE(stored_param(0x1, "DVLA").empty());
+    EXPECT_TRUE(stored_param(velora::DEVICE_OUT_DEFAULT, "DVLA").empty());
 }
 
 TEST_F(VeloraManagerServiceTest, TuningDeviceNamesArePackedWithTheirZeros) {
