@@ -239,6 +239,12 @@ KptService::Return<void> KptService::getProfileName(int32_t profile, getProfileN
     return Void();
 }
 
+KptService::Return<int32_t> KptService::getProfileIeqPreset(int32_t profile) {
+    Call call(this);
+    if (!call) return Call::refused();
+    return mService->getProfileIeqPreset(profile);
+}
+
 KptService::Return<bool> KptService::getPexEnabled() {
     Call call(this);
     if (!call) return Call::refused();

@@ -297,8 +297,7 @@ Status VeloraRpcService::GetProfileIeqPreset(ServerContext* /*context*/,
                                              rpc::Int32Value* reply) {
     Status status;
     if (stopping(&status)) return status;
-    reply->set_value(mService->getProfileIeqPreset(request->profile()));
-    return Status::OK;
+    return answer(mKpt->getProfileIeqPreset(request->profile()), reply);
 }
 
 Status VeloraRpcService::GetPexEnabled(ServerContext* /*context*/, const rpc::Empty* /*request*/,
