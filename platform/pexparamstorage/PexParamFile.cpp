@@ -182,6 +182,16 @@ bool PexParamFile::isAt(const std::string& path) const {
            named.st_dev == open.st_dev && named.st_ino == open.st_ino;
 }
 
+// A writer holds the file's lock through its whole commit, so an odd counter that stays odd
+// while nobody holds the lock belongs to a writer that died half-way: waiting cannot help.
+// The shared lock is only tried, never waited for, and given back at once.
+bool PexParamFile::commitAbandoned() const {
+    if (flock(mFd, LOCK_SH | LOCK_NB) != 0) return false;
+    const bool odd = (__atomic_load_n(sequence(), __ATOMIC_ACQUIRE) & 1) != 0;
+    flock(mFd, LOCK_UN);
+    return odd;
+}
+
 uint64_t* PexParamFile::sequence() const {
     return reinterpret_cast<uint64_t*>(mMap + kOffSequence);
 }
@@ -324,6 +334,11 @@ int PexParamFile::read(PexParamSnapshot* out) {
                 *out = std::move(snapshot);
                 return 0;
             }
+        }
+        if ((before & 1) != 0 && !mWritable && commitAbandoned()) {
+            ALOGE("commit left half-written: counter %llu, no writer holds the file",
+                  static_cast<unsigned long long>(before));
+            return -EBADMSG;
         }
         if (now_ns() > deadline) {
             ALOGE("no whole commit could be read: a writer holds the sequence counter at %llu",

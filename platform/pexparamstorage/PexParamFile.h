@@ -90,6 +90,7 @@ class PexParamFile {
     // Rewrites the header over an empty payload, under the sequence counter; with a magic of
     // 0 readers take the file for no parameter file.
     void reinitialise(uint32_t generation, uint32_t magic = kMagic);
+    bool commitAbandoned() const;
 
     uint64_t* sequence() const;
     uint32_t* word(size_t byteOffset) const;

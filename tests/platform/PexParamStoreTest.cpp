@@ -10,6 +10,7 @@
 #include <sys/wait.h>
 
 #include <atomic>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -342,6 +343,16 @@ TEST_F(PexParamStoreTest, ReaderRefusesWhatIsNotAParameterFile) {
     ASSERT_EQ(0, store.commitChange());
     ASSERT_EQ(0, reader.read(&caches, false, nullptr));
     EXPECT_EQ((Params{{kSpeaker, {{kVol, {1}}}}}), take(&caches));
+
+    // A writer that died mid-commit leaves the counter odd with nobody holding the file: the
+    // read fails at once instead of waiting for a commit that never ends.
+    std::fstream file(root.hostPath(kParamFile), std::ios::in | std::ios::out | std::ios::binary);
+    file.seekp(16);
+    file.put(3);
+    file.close();
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(-EBADMSG, reader.read(&caches, false, nullptr));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
 }
 
 // One writer commits batches in which every value holds the commit's number, while a thread

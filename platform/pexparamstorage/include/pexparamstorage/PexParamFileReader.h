@@ -31,8 +31,9 @@ class PexParamFileReader {
 
     // Same contract as PexParamStore::getStoredParams, over the published file. Returns 0,
     // -ENOENT when nothing was published yet, -EBADMSG for a file that is not a parameter
-    // file, -EAGAIN when no whole commit could be read in time (a writer stopped mid-commit),
-    // or another negative errno from opening or mapping the file.
+    // file (or holds a commit its writer left half-written), -EAGAIN when no whole commit
+    // could be read in time (a live writer stopped mid-commit), or another negative errno from
+    // opening or mapping the file.
     int read(KeyedVector<uint32_t, PexParamCache*>* out, bool changedOnly, int* generation);
 
   private:
