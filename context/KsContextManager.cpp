@@ -28,9 +28,7 @@ namespace velora {
 
 using android::Mutex;
 
-KsContextManager::KsContextManager() {
-    init();
-}
+KsContextManager::KsContextManager() { init(); }
 
 KsContextManager::~KsContextManager() {
     Mutex::Autolock lock(mLock);
@@ -77,12 +75,16 @@ void KsContextManager::init() {
         return;
     }
     mProvider = std::make_unique<Provider>();
+    // Loading asks for every record of every profile, each of which its own statement would
+    // find by scanning its whole table; reading each table once gives the same rows.
+    mProvider->setReadTablesOnce(true);
     initDatabase(mProvider.get(), path);
     if (mProvider->init() == 0) {
         mObservable = std::make_unique<KsContextChangeObservable>();
         mContext = std::make_unique<KsContext>(mProvider.get(), mObservable.get());
         mContext->load();
     }
+    mProvider->setReadTablesOnce(false);
     // The database holds everything the parse gave now; the records can go.
     mParser.reset();
 }
@@ -182,9 +184,10 @@ int KsContextManager::loadOemTuningLocked() {
     std::string oemVersion = oemData->getFormatVersion();
     std::string currentVersion = mProvider->getDefaultXmlFormatVersion();
     if (oemVersion != currentVersion) {
-        ALOGE("OEM tuning format V=%s is not consistent with current V=%s, abort loading OEM "
-              "tuning XML.",
-              oemVersion.c_str(), currentVersion.c_str());
+        ALOGE(
+            "OEM tuning format V=%s is not consistent with current V=%s, abort loading OEM "
+            "tuning XML.",
+            oemVersion.c_str(), currentVersion.c_str());
         return -EINVAL;
     }
 
@@ -261,9 +264,8 @@ int KsContextManager::loadOemTuning() {
     // The merge rebuilds the provider's tuning caches, which the context's readers use; it
     // runs under the context's lock, and the context re-selects its tunings before anyone
     // can see the old records again.
-    return mContext->refreshTunings([this]() NO_THREAD_SAFETY_ANALYSIS {
-        return loadOemTuningLocked();
-    });
+    return mContext->refreshTunings(
+        [this]() NO_THREAD_SAFETY_ANALYSIS { return loadOemTuningLocked(); });
 }
 
 std::string KsContextManager::getDefaultXmlFormatVersion() {

@@ -5,6 +5,7 @@
 #include "model/ParameterValues.h"
 
 #include <sstream>
+#include <utility>
 
 namespace velora {
 
@@ -14,8 +15,8 @@ bool ParameterValues::isDirty() const { return mDirty; }
 
 void ParameterValues::setDirty(bool dirty) { mDirty = dirty; }
 
-void ParameterValues::set(Parameter parameter, const std::vector<int>& value) {
-    mValues[parameter] = value;
+void ParameterValues::set(Parameter parameter, std::vector<int> value) {
+    mValues[parameter] = std::move(value);
     mDirty = true;
 }
 

@@ -31,7 +31,7 @@ class ParameterValues {
 
     // Stores a copy of value and marks the record dirty, even when the value is unchanged and
     // whether or not the parameter belongs to this kind of record.
-    void set(Parameter parameter, const std::vector<int>& value);
+    void set(Parameter parameter, std::vector<int> value);
 
     // Stores value only if the parameter is valid for this record and the value differs from
     // the stored one (length, then each element); returns whether it stored. A valid but

@@ -8,6 +8,7 @@
 
 #include <log/log.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <system_error>
 #include <utility>
@@ -68,6 +69,17 @@ const TableLayout& layout_of(TableType type) {
 
 }  // namespace
 
+// One column of the current row of statement, as a record read takes it.
+DatabaseHelper::StoredCell DatabaseHelper::read_cell(const SqliteStatement& statement, int i) {
+    StoredCell cell;
+    cell.type = statement.columnType(i);
+    cell.integer = 0;
+    if (cell.type == SQLITE_NULL) return cell;
+    cell.text = statement.columnText(i);
+    if (cell.type == SQLITE_INTEGER) cell.integer = sqlite3_column_int64(statement.get(), i);
+    return cell;
+}
+
 const char* const DatabaseHelper::kTableNames[kTableCount] = {
     "configuration",     "ieq_presets", "geq_presets",    "profiles",
     "profile_endpoints", "tunings",     "device_tunings",
@@ -97,6 +109,7 @@ DatabaseHelper::DatabaseHelper(const std::string& dbName)
 }
 
 DatabaseHelper::~DatabaseHelper() {
+    forgetStoredRows();  // its statements go before the connection
     if (mDb != nullptr) {
         sqlite3_close_v2(mDb);
         mDb = nullptr;
@@ -183,6 +196,7 @@ int DatabaseHelper::getRowCount(const std::string& table) {
 }
 
 int DatabaseHelper::execSQL(const std::string& sql) {
+    forgetStoredRows();  // every change goes through here
     if (mDb == nullptr) {
         ALOGE("the db is not open...");
         return 1;
@@ -327,12 +341,39 @@ void DatabaseHelper::insertConfigurationValue(const std::string& key, const std:
     execSQL(sql);
 }
 
-void DatabaseHelper::readRecord(const std::string& sql, const std::set<std::string>& keyColumns,
-                                ParameterValues* record, const OwnColumnReader& ownColumn,
-                                bool reportPrepareResult) {
+void DatabaseHelper::applyColumn(ParameterValues* record, const std::string& column,
+                                 const StoredCell& cell, const std::set<std::string>& keyColumns,
+                                 const OwnColumnReader& ownColumn) {
+    if (column == "_id" || column == "custom_name" || keyColumns.count(column) != 0) return;
+    if (cell.type == SQLITE_NULL) return;  // a value the stored record did not have
+    std::vector<int> values = cell.type == SQLITE_INTEGER
+                                  ? std::vector<int>{static_cast<int>(cell.integer)}
+                                  : string_2_int_vector(cell.text);
+    if (ownColumn && ownColumn(column, cell.text, values)) return;
+    auto parameter = mColumnNameMap.find(column);
+    if (parameter != mColumnNameMap.end()) {
+        record->set(parameter->second, std::move(values));
+    }
+}
+
+void DatabaseHelper::readRecord(TableType table, const KeyValues& keys,
+                                const std::set<std::string>& keyColumns, ParameterValues* record,
+                                const OwnColumnReader& ownColumn, bool reportPrepareResult) {
     if (mDb == nullptr || record == nullptr) {
         ALOGE("the database is not connected");
         return;
+    }
+    bool read = forEachStoredRow(table, keys, [&](const TableRows& stored, size_t row) {
+        for (size_t i = 0; i < stored.columns.size(); ++i) {
+            applyColumn(record, stored.columns[i], stored.rows[row][i], keyColumns, ownColumn);
+        }
+    });
+    if (read || readBound(table, keys, keyColumns, record, ownColumn)) return;
+
+    std::string sql = std::string("SELECT * FROM ") + kTableNames[table] + " WHERE ";
+    for (size_t i = 0; i < keys.size(); ++i) {
+        if (i > 0) sql += " AND ";
+        sql += keys[i].first + "='" + escape_sql_quotes(keys[i].second) + "'";
     }
     SqliteStatement statement;
     int rc = statement.prepare(mDb, sql);
@@ -347,21 +388,8 @@ void DatabaseHelper::readRecord(const std::string& sql, const std::set<std::stri
     while ((rc = statement.step()) == SQLITE_ROW) {
         int count = statement.columnCount();
         for (int i = 0; i < count; ++i) {
-            std::string column = statement.columnName(i);
-            if (column == "_id" || column == "custom_name" || keyColumns.count(column) != 0) {
-                continue;
-            }
-            int type = statement.columnType(i);
-            if (type == SQLITE_NULL) continue;  // a value the stored record did not have
-            std::string text = statement.columnText(i);
-            std::vector<int> values = type == SQLITE_INTEGER
-                                          ? std::vector<int>{statement.columnInt(i)}
-                                          : string_2_int_vector(text);
-            if (ownColumn && ownColumn(column, text, values)) continue;
-            auto parameter = mColumnNameMap.find(column);
-            if (parameter != mColumnNameMap.end()) {
-                record->set(parameter->second, values);
-            }
+            applyColumn(record, statement.columnName(i), read_cell(statement, i), keyColumns,
+                        ownColumn);
         }
     }
     if (rc != SQLITE_DONE) {
@@ -369,20 +397,167 @@ void DatabaseHelper::readRecord(const std::string& sql, const std::set<std::stri
     }
 }
 
+void DatabaseHelper::setReadTablesOnce(bool on) {
+    mReadTablesOnce = on;
+    forgetStoredRows();
+}
+
+void DatabaseHelper::forgetStoredRows() {
+    mStoredRows.clear();
+    mSchema.clear();
+    mSchemaRead = false;
+    mBoundSelects.clear();
+}
+
+bool DatabaseHelper::readBound(TableType table, const KeyValues& keys,
+                               const std::set<std::string>& keyColumns, ParameterValues* record,
+                               const OwnColumnReader& ownColumn) {
+    if (!mReadTablesOnce || !tableAsCreated(table)) return false;
+    for (const auto& key : keys) {
+        if (key.second.find('\0') != std::string::npos) return false;
+    }
+    std::unique_ptr<SqliteStatement>& statement = mBoundSelects[table];
+    if (statement == nullptr) {
+        std::string sql = std::string("SELECT * FROM ") + kTableNames[table] + " WHERE ";
+        for (size_t i = 0; i < keys.size(); ++i)
+            sql += (i > 0 ? " AND " : "") + keys[i].first + "=?";
+        auto prepared = std::make_unique<SqliteStatement>();
+        if (prepared->prepare(mDb, sql) != SQLITE_OK) return false;
+        statement = std::move(prepared);
+    }
+    sqlite3_stmt* raw = statement->get();
+    sqlite3_reset(raw);
+    for (size_t i = 0; i < keys.size(); ++i) {
+        if (sqlite3_bind_text(raw, static_cast<int>(i) + 1, keys[i].second.data(),
+                              static_cast<int>(keys[i].second.size()),
+                              SQLITE_TRANSIENT) != SQLITE_OK) {
+            return false;
+        }
+    }
+    int rc;
+    while ((rc = statement->step()) == SQLITE_ROW) {
+        int count = statement->columnCount();
+        for (int i = 0; i < count; ++i) {
+            applyColumn(record, statement->columnName(i), read_cell(*statement, i), keyColumns,
+                        ownColumn);
+        }
+    }
+    if (rc != SQLITE_DONE) {
+        ALOGE("Unknow error... %d", __LINE__);
+    }
+    sqlite3_reset(raw);
+    return true;
+}
+
+bool DatabaseHelper::tableAsCreated(TableType type) {
+    // The statements of a table find its rows by a scan in stored order, comparing the key
+    // columns as texts, only while the table is exactly as created here, with no index.
+    if (!mSchemaRead) {
+        mSchemaRead = true;
+        SqliteStatement schema;
+        if (schema.prepare(mDb, "SELECT tbl_name, type, name, sql FROM sqlite_master") !=
+            SQLITE_OK) {
+            return false;
+        }
+        while (schema.step() == SQLITE_ROW) {
+            mSchema[schema.columnText(0)].push_back(
+                schema.columnText(1) + "\n" + schema.columnText(2) + "\n" + schema.columnText(3));
+        }
+    }
+    const std::string table = kTableNames[type];
+    auto objects = mSchema.find(table);
+    return objects != mSchema.end() && objects->second.size() == 1 &&
+           objects->second[0] ==
+               "table\n" + table + "\nCREATE TABLE " + table + buildColumnString(type);
+}
+
+DatabaseHelper::TableRows* DatabaseHelper::storedRows(TableType type) {
+    // A tuning is read only for the few devices selected; reading the whole table for them
+    // would cost more than it saves (their statement is prepared once instead).
+    if (!mReadTablesOnce || mDb == nullptr || type == TABLE_TUNINGS) return nullptr;
+    auto found = mStoredRows.find(type);
+    if (found != mStoredRows.end()) return found->second.get();
+    std::unique_ptr<TableRows>& entry = mStoredRows[type];
+    if (!tableAsCreated(type)) return nullptr;
+
+    auto rows = std::make_unique<TableRows>();
+    SqliteStatement statement;
+    if (statement.prepare(mDb, std::string("SELECT * FROM ") + kTableNames[type]) != SQLITE_OK) {
+        return nullptr;
+    }
+    for (int i = 0; i < statement.columnCount(); ++i) {
+        rows->columns.push_back(statement.columnName(i));
+    }
+    int rc;
+    while ((rc = statement.step()) == SQLITE_ROW) {
+        std::vector<StoredCell> row;
+        row.reserve(rows->columns.size());
+        for (size_t i = 0; i < rows->columns.size(); ++i) {
+            row.push_back(read_cell(statement, static_cast<int>(i)));
+        }
+        rows->rows.push_back(std::move(row));
+    }
+    if (rc != SQLITE_DONE) return nullptr;
+    entry = std::move(rows);
+    return entry.get();
+}
+
+bool DatabaseHelper::forEachStoredRow(TableType type, const KeyValues& keys,
+                                      const std::function<void(const TableRows&, size_t)>& visit) {
+    // A zero byte would cut the statement's text short; such a key keeps its statement.
+    for (const auto& key : keys) {
+        if (key.second.find('\0') != std::string::npos) return false;
+    }
+    TableRows* stored = storedRows(type);
+    if (stored == nullptr) return false;
+    std::vector<std::string> columns;
+    std::vector<size_t> positions;
+    for (const auto& key : keys) {
+        auto at = std::find(stored->columns.begin(), stored->columns.end(), key.first);
+        if (at == stored->columns.end()) return false;
+        columns.push_back(key.first);
+        positions.push_back(static_cast<size_t>(at - stored->columns.begin()));
+    }
+    auto index = stored->indexes.find(columns);
+    if (index == stored->indexes.end()) {
+        index =
+            stored->indexes.emplace(columns, std::map<std::string, std::vector<size_t>>()).first;
+        // Only a text equals the quoted text of a statement; NULL never does.
+        for (size_t row = 0; row < stored->rows.size(); ++row) {
+            std::string joined;
+            bool text = true;
+            for (size_t position : positions) {
+                const StoredCell& cell = stored->rows[row][position];
+                text =
+                    text && cell.type == SQLITE_TEXT && cell.text.find('\0') == std::string::npos;
+                joined += cell.text;
+                joined += '\0';
+            }
+            if (text) index->second[joined].push_back(row);
+        }
+    }
+    std::string joined;
+    for (const auto& key : keys) {
+        joined += key.second;
+        joined += '\0';
+    }
+    auto rows = index->second.find(joined);
+    if (rows != index->second.end()) {
+        for (size_t row : rows->second) visit(*stored, row);
+    }
+    return true;
+}
+
 void DatabaseHelper::queryIeqValue(const std::string& presetType, const std::string& customName,
                                    IeqPreset* preset) {
-    std::string sql = std::string("SELECT * FROM ") + kTableNames[TABLE_IEQ_PRESETS] + " WHERE " +
-                      "preset_type='" + escape_sql_quotes(presetType) + "'" + " AND " +
-                      "custom_name='" + escape_sql_quotes(customName) + "'";
-    readRecord(sql, {"preset_type"}, preset, nullptr, /*reportPrepareResult=*/true);
+    readRecord(TABLE_IEQ_PRESETS, {{"preset_type", presetType}, {"custom_name", customName}},
+               {"preset_type"}, preset, nullptr, /*reportPrepareResult=*/true);
 }
 
 void DatabaseHelper::queryGeqValue(const std::string& profileId, const std::string& customName,
                                    GeqPreset* preset) {
-    std::string sql = std::string("SELECT * FROM ") + kTableNames[TABLE_GEQ_PRESETS] + " WHERE " +
-                      "profile_id='" + escape_sql_quotes(profileId) + "'" + " AND " +
-                      "custom_name='" + escape_sql_quotes(customName) + "'";
-    readRecord(sql, {"profile_id"}, preset, nullptr, /*reportPrepareResult=*/false);
+    readRecord(TABLE_GEQ_PRESETS, {{"profile_id", profileId}, {"custom_name", customName}},
+               {"profile_id"}, preset, nullptr, /*reportPrepareResult=*/false);
 }
 
 void DatabaseHelper::queryProfileNames(std::vector<std::string>& names,
@@ -391,6 +566,18 @@ void DatabaseHelper::queryProfileNames(std::vector<std::string>& names,
         ALOGE("the database is not connected");
         return;
     }
+    auto found = [&names](const std::string& name) {
+        names.push_back(name);
+        ALOGD("%s(): Profile %s found", "queryProfileNames", name.c_str());
+    };
+    bool read = forEachStoredRow(TABLE_PROFILES, {{"custom_name", customName}},
+                                 [&](const TableRows& stored, size_t row) {
+                                     for (size_t i = 0; i < stored.columns.size(); ++i) {
+                                         if (stored.columns[i] == "name")
+                                             found(stored.rows[row][i].text);
+                                     }
+                                 });
+    if (read) return;
     std::string sql = std::string("SELECT * FROM ") + kTableNames[TABLE_PROFILES] + " WHERE " +
                       "custom_name='" + escape_sql_quotes(customName) + "'";
     SqliteStatement statement;
@@ -405,9 +592,7 @@ void DatabaseHelper::queryProfileNames(std::vector<std::string>& names,
             if (statement.columnName(i) != "name") continue;
             // A row without a name is still a profile: leaving it out would shift the count
             // that the profile ids are taken from.
-            std::string name = statement.columnText(i);
-            names.push_back(name);
-            ALOGD("%s(): Profile %s found", "queryProfileNames", name.c_str());
+            found(statement.columnText(i));
         }
     }
     if (rc != SQLITE_DONE) {
@@ -417,11 +602,9 @@ void DatabaseHelper::queryProfileNames(std::vector<std::string>& names,
 
 void DatabaseHelper::queryProfileValue(const std::string& profileId, const std::string& customName,
                                        Profile* profile) {
-    std::string sql = std::string("SELECT * FROM ") + kTableNames[TABLE_PROFILES] + " WHERE " +
-                      "profile_id='" + escape_sql_quotes(profileId) + "'" + " AND " +
-                      "custom_name='" + escape_sql_quotes(customName) + "'";
     readRecord(
-        sql, {"profile_id"}, profile,
+        TABLE_PROFILES, {{"profile_id", profileId}, {"custom_name", customName}}, {"profile_id"},
+        profile,
         [profile](const std::string& column, const std::string& text,
                   const std::vector<int>& values) {
             if (column == "name") {
@@ -448,21 +631,17 @@ void DatabaseHelper::queryProfileValue(const std::string& profileId, const std::
 void DatabaseHelper::queryEndpointValue(const std::string& profileId, const std::string& endpoint,
                                         const std::string& customName,
                                         ProfileEndpoint* profileEndpoint) {
-    std::string sql = std::string("SELECT * FROM ") + kTableNames[TABLE_PROFILE_ENDPOINTS] +
-                      " WHERE " + "profile_id='" + escape_sql_quotes(profileId) + "'" + " AND " +
-                      "endpoint='" + escape_sql_quotes(endpoint) + "'" + " AND " + "custom_name='" +
-                      escape_sql_quotes(customName) + "'";
-    readRecord(sql, {"profile_id", "endpoint"}, profileEndpoint, nullptr,
+    readRecord(TABLE_PROFILE_ENDPOINTS,
+               {{"profile_id", profileId}, {"endpoint", endpoint}, {"custom_name", customName}},
+               {"profile_id", "endpoint"}, profileEndpoint, nullptr,
                /*reportPrepareResult=*/false);
 }
 
 void DatabaseHelper::queryTuning(const std::string& name, Tuning* tuning) {
-    std::string sql = std::string("SELECT * FROM ") + kTableNames[TABLE_TUNINGS] + " WHERE " +
-                      "name='" + escape_sql_quotes(name) + "'";
     // is_readonly is not read back: every stored tuning comes from a tuning file and is
     // read-only, which the record loaded for a device already says.
     readRecord(
-        sql, {"name", "is_readonly"}, tuning,
+        TABLE_TUNINGS, {{"name", name}}, {"name", "is_readonly"}, tuning,
         [tuning](const std::string& column, const std::string& text,
                  const std::vector<int>& values) {
             if (column == "is_mono") {
@@ -484,6 +663,24 @@ std::set<DeviceTuning*> DatabaseHelper::queryDeviceTunings(const std::string& po
         ALOGE("the database is not connected");
         return result;
     }
+    bool read = forEachStoredRow(TABLE_DEVICE_TUNINGS, {{"port", port}},
+                                 [&result](const TableRows& stored, size_t row) {
+                                     std::string device;
+                                     std::string rowPort;
+                                     std::string tuning;
+                                     for (size_t i = 0; i < stored.columns.size(); ++i) {
+                                         const std::string& column = stored.columns[i];
+                                         if (column == "device") {
+                                             device = stored.rows[row][i].text;
+                                         } else if (column == "port") {
+                                             rowPort = stored.rows[row][i].text;
+                                         } else if (column == "tuning_id") {
+                                             tuning = stored.rows[row][i].text;
+                                         }
+                                     }
+                                     result.insert(new DeviceTuning(device, rowPort, tuning));
+                                 });
+    if (read) return result;
     std::string sql = std::string("SELECT * FROM ") + kTableNames[TABLE_DEVICE_TUNINGS] +
                       " WHERE " + "port='" + escape_sql_quotes(port) + "'";
     SqliteStatement statement;
@@ -516,11 +713,20 @@ std::set<DeviceTuning*> DatabaseHelper::queryDeviceTunings(const std::string& po
 }
 
 void DatabaseHelper::forEachConfigurationValue(
-        const std::string& key, const std::function<void(const std::string&)>& visit) {
+    const std::string& key, const std::function<void(const std::string&)>& visit) {
     if (mDb == nullptr) {
         ALOGE("the database is not connected");
         return;
     }
+    bool read = forEachStoredRow(TABLE_CONFIGURATION, {{"key", key}},
+                                 [&visit](const TableRows& stored, size_t row) {
+                                     for (size_t i = 0; i < stored.columns.size(); ++i) {
+                                         if (stored.columns[i] == "value") {
+                                             visit(stored.rows[row][i].text);
+                                         }
+                                     }
+                                 });
+    if (read) return;
     std::string sql = std::string("SELECT value FROM ") + kTableNames[TABLE_CONFIGURATION] +
                       " WHERE key='" + escape_sql_quotes(key) + "'";
     SqliteStatement statement;

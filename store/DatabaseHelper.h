@@ -8,6 +8,7 @@
 
 #include <functional>
 #include <map>
+#include <memory>
 #include <set>
 #include <string>
 #include <vector>
@@ -22,6 +23,8 @@
 #include "store/TableType.h"
 
 namespace velora {
+
+class SqliteStatement;
 
 // The SQLite settings database: the tuning file's defaults ("default" rows), the user's own
 // copies ("custom" rows) and the OEM extra tunings ("oem" rows), plus a key/value table for
@@ -121,14 +124,57 @@ class DatabaseHelper {
     void clearOemTunings();
     void clearOemDeviceTunings();
 
+    // While on, the first query of a table reads the whole table once, and every query of it
+    // is answered from those rows: the rows its own statement would find, in the order it
+    // would find them. Only a table whose layout is exactly the one init() creates, with no
+    // index, is read so (any other keeps its statements, and their messages); any write
+    // forgets what was read. Loading the whole state at start-up asks for this.
+    void setReadTablesOnce(bool on);
+
   private:
     // Handles a column of the record's own (non-parameter) fields; true when it was one.
     using OwnColumnReader = std::function<bool(const std::string& column, const std::string& text,
                                                const std::vector<int>& values)>;
 
+    // One stored column of a row: its SQLite type, and its text (empty for NULL) or integer.
+    struct StoredCell {
+        int type;
+        long long integer;
+        std::string text;
+    };
+    // The rows of a table in stored order, and, per set of key columns, where to find the
+    // rows whose key columns hold a given text.
+    struct TableRows {
+        std::vector<std::string> columns;
+        std::vector<std::vector<StoredCell>> rows;
+        std::map<std::vector<std::string>, std::map<std::string, std::vector<size_t>>> indexes;
+    };
+    using KeyValues = std::vector<std::pair<std::string, std::string>>;  // column, text
+
+    // Applies one stored column of a row to record: key and NULL columns are skipped, own
+    // columns go to ownColumn, every other column is set as the parameter of its name.
+    // Every read of a record row comes through here.
+    void applyColumn(ParameterValues* record, const std::string& column, const StoredCell& cell,
+                     const std::set<std::string>& keyColumns, const OwnColumnReader& ownColumn);
+    // The rows that read once holds for type, or null when the table is not read so.
+    TableRows* storedRows(TableType type);
+    // Calls visit with the index of every stored row whose key columns hold exactly the texts
+    // of keys, in stored order; false (and no call) when the statement must run instead.
+    bool forEachStoredRow(TableType type, const KeyValues& keys,
+                          const std::function<void(const TableRows&, size_t)>& visit);
+    void forgetStoredRows();
+    // True when the table is exactly as init() creates it and has no index.
+    bool tableAsCreated(TableType type);
+    // Runs the record query as a statement prepared once per table with the keys bound;
+    // false when it cannot (the statement text then runs).
+    bool readBound(TableType table, const KeyValues& keys, const std::set<std::string>& keyColumns,
+                   ParameterValues* record, const OwnColumnReader& ownColumn);
+    static StoredCell read_cell(const SqliteStatement& statement, int i);
+
     // Runs a SELECT * and reads every row into record: key and NULL columns are skipped,
     // own columns go to ownColumn, every other column is set as the parameter of its name.
-    void readRecord(const std::string& sql, const std::set<std::string>& keyColumns,
+    // The statement is SELECT * FROM the table WHERE each key column='its text', joined by AND.
+    void readRecord(TableType table, const KeyValues& keys, const std::set<std::string>& keyColumns,
                     ParameterValues* record, const OwnColumnReader& ownColumn,
                     bool reportPrepareResult);
     // Builds and runs the INSERT of a record's storage text into table.
@@ -145,6 +191,13 @@ class DatabaseHelper {
     std::string mPath;
     sqlite3* mDb = nullptr;
     std::map<std::string, Parameter> mColumnNameMap;
+    bool mReadTablesOnce = false;
+    // Per table: absent until first asked, null when the table is not read once.
+    std::map<TableType, std::unique_ptr<TableRows>> mStoredRows;
+    // sqlite_master as read once, per table: "type\nname\nsql" of every object on it.
+    bool mSchemaRead = false;
+    std::map<std::string, std::vector<std::string>> mSchema;
+    std::map<TableType, std::unique_ptr<SqliteStatement>> mBoundSelects;
 };
 
 }  // namespace velora

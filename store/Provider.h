@@ -114,6 +114,10 @@ class Provider {
     // cannot be created or the commit fails, in which case the database is left as it was.
     int populate(DeviceData& data);
 
+    // While on, loading reads each table once instead of once per record (see
+    // DatabaseHelper::setReadTablesOnce); the records come out the same.
+    void setReadTablesOnce(bool on) { mDb->setReadTablesOnce(on); }
+
     // The helper underneath, for diagnostics and tests.
     DatabaseHelper& getDatabaseHelper() { return *mDb; }
 

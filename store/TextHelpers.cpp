@@ -8,13 +8,12 @@
 
 #include <log/log.h>
 
+#include <algorithm>
 #include <sstream>
 
 namespace velora {
 
-std::string int2string(int value) {
-    return std::to_string(value);
-}
+std::string int2string(int value) { return std::to_string(value); }
 
 int string2int(const std::string& text) {
     // One stream per thread, reset for every text: building a stream (its locale and facets)
@@ -57,12 +56,39 @@ std::string get_string_values(const std::string& line) {
     return value;
 }
 
+namespace {
+
+// string2int of text[begin, end). A piece that is only an optional minus and up to nine
+// digits (every stored number) is converted here, since no such piece can overflow or read
+// otherwise; anything else goes through string2int itself.
+int piece_to_int(const std::string& text, size_t begin, size_t end) {
+    if (begin == end) return 0;  // extraction from an empty text fails
+    size_t at = begin;
+    const bool negative = text[at] == '-';
+    if (negative) ++at;
+    if (at < end && end - at <= 9) {
+        int value = 0;
+        size_t i = at;
+        for (; i < end && text[i] >= '0' && text[i] <= '9'; ++i)
+            value = value * 10 + (text[i] - '0');
+        if (i == end) return negative ? -value : value;
+    }
+    return string2int(text.substr(begin, end - begin));
+}
+
+}  // namespace
+
 std::vector<int> string_2_int_vector(const std::string& text) {
     std::vector<int> values;
-    for (const std::string& piece : split_string(text, ",")) {
-        values.push_back(string2int(piece));
+    values.reserve(static_cast<size_t>(std::count(text.begin(), text.end(), ',')) + 1);
+    size_t begin = 0;
+    for (;;) {
+        size_t comma = text.find(',', begin);
+        values.push_back(
+            piece_to_int(text, begin, comma == std::string::npos ? text.size() : comma));
+        if (comma == std::string::npos) return values;
+        begin = comma + 1;
     }
-    return values;
 }
 
 std::string escape_sql_quotes(const std::string& value) {

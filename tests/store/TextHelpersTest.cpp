@@ -26,6 +26,18 @@ TEST(TextHelpersTest, StoredTextsReadBackAsTheStoreReadsThem) {
         {"7", 7},        {"2147483648", 0}, {"-2147483648", -2147483647 - 1},
         {"", 0},         {"-4", -4}};
     for (const auto& [text, value] : numbers) EXPECT_EQ(value, string2int(text)) << text;
+    // A stored vector reads every piece exactly as string2int reads it alone.
+    const std::string pieces[] = {"",   "-",         "-0",         "007",         "+3",
+                                  " 7", "123456789", "-999999999", "1234567890",  "2147483648",
+                                  "1x", "x1",        "1 2",        "-2147483648", "--1"};
+    std::string text;
+    std::vector<int> expected;
+    for (const std::string& piece : pieces) {
+        text += piece + ",";
+        expected.push_back(string2int(piece));
+    }
+    expected.push_back(0);
+    EXPECT_EQ(expected, string_2_int_vector(text));
 
     EXPECT_EQ("1", get_string_values("mono=true"));
     EXPECT_EQ("0", get_string_values("readonly=false"));
