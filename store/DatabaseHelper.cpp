@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <optional>
 #include <system_error>
 #include <utility>
 
@@ -109,7 +110,9 @@ DatabaseHelper::DatabaseHelper(const std::string& dbName)
 }
 
 DatabaseHelper::~DatabaseHelper() {
-    forgetStoredRows();  // its statements go before the connection
+    // The statements kept go before the connection.
+    forgetStoredRows();
+    mInsertStatements.clear();
     if (mDb != nullptr) {
         sqlite3_close_v2(mDb);
         mDb = nullptr;
@@ -196,7 +199,9 @@ int DatabaseHelper::getRowCount(const std::string& table) {
 }
 
 int DatabaseHelper::execSQL(const std::string& sql) {
-    forgetStoredRows();  // every change goes through here
+    // Every change but the inserts made here goes through here.
+    forgetStoredRows();
+    mRowCounts.clear();
     if (mDb == nullptr) {
         ALOGE("the db is not open...");
         return 1;
@@ -214,7 +219,14 @@ int DatabaseHelper::execSQL(const std::string& sql) {
 }
 
 long long DatabaseHelper::newRowId(TableType table) {
-    return static_cast<long long>(getRowCount(kTableNames[table])) + 1;
+    // Inside a transaction no one else writes, so a table's count, once asked, is kept and
+    // counted up by every insert made here; anything else that changes a table forgets it.
+    const bool inTransaction = mDb != nullptr && sqlite3_get_autocommit(mDb) == 0;
+    auto known = mRowCounts.find(table);
+    if (inTransaction && known != mRowCounts.end()) return known->second + 1;
+    int count = getRowCount(kTableNames[table]);
+    if (inTransaction && count >= 0) mRowCounts[table] = count;
+    return static_cast<long long>(count) + 1;
 }
 
 void DatabaseHelper::insertRecordText(TableType table, const std::string& recordText,
@@ -233,17 +245,16 @@ void DatabaseHelper::insertRecordText(TableType table, const std::string& record
     }
 
     const TableLayout& columns = layout_of(table);
-    std::string sql = std::string("INSERT INTO ") + kTableNames[table] + " VALUES(" +
-                      std::to_string(id) + "," + "'" + escape_sql_quotes(customName) + "',";
+    std::vector<std::optional<std::string>> values{customName};
     int missing = 0;
     auto append = [&](const char* key) {
         auto field = fields.find(key);
         if (field == fields.end()) {
-            sql += "NULL,";
+            values.emplace_back();
             ++missing;
             return;
         }
-        sql += "'" + escape_sql_quotes(field->second) + "',";
+        values.emplace_back(std::move(field->second));
         fields.erase(field);
     };
     for (const auto& own : columns.ownColumns) append(own.second);
@@ -252,7 +263,6 @@ void DatabaseHelper::insertRecordText(TableType table, const std::string& record
             if (has_column(parameter)) append(kParameterNames[parameter]);
         }
     }
-    sql.back() = ')';
 
     if (missing > 0) {
         ALOGD("%s row %s lacks %d values, stored as NULL", kTableNames[table], customName.c_str(),
@@ -263,7 +273,64 @@ void DatabaseHelper::insertRecordText(TableType table, const std::string& record
     for (const auto& extra : fields) {
         ALOGW("%s has no column %s, value not stored", kTableNames[table], extra.first.c_str());
     }
-    execSQL(sql);
+    insertRow(table, id, values);
+}
+
+std::string DatabaseHelper::insertText(TableType table, long long id,
+                                       const std::vector<std::optional<std::string>>& values) {
+    std::string sql =
+        std::string("INSERT INTO ") + kTableNames[table] + " VALUES(" + std::to_string(id) + ",";
+    for (const auto& value : values) {
+        sql += value ? "'" + escape_sql_quotes(*value) + "'," : std::string("NULL,");
+    }
+    sql.back() = ')';
+    // The configuration's own statement has always ended with a newline.
+    if (table == TABLE_CONFIGURATION) sql += "\n";
+    return sql;
+}
+
+void DatabaseHelper::insertRow(TableType table, long long id,
+                               const std::vector<std::optional<std::string>>& values) {
+    // Inside a transaction (a rebuild, a merge, a save) the INSERT is prepared once per table
+    // and run with the values bound: SQLite stores exactly what the statement text would
+    // store. A zero byte would cut the text short, so such a row keeps the text; so does a
+    // row whose prepared run fails, whose text then runs and reports as it always did.
+    bool bound = mDb != nullptr && sqlite3_get_autocommit(mDb) == 0;
+    for (const auto& value : values) {
+        bound = bound && (!value || value->find('\0') == std::string::npos);
+    }
+    std::unique_ptr<SqliteStatement>& statement = mInsertStatements[table];
+    if (bound && statement == nullptr) {
+        std::string sql = std::string("INSERT INTO ") + kTableNames[table] + " VALUES(?";
+        for (size_t i = 0; i < values.size(); ++i) sql += ",?";
+        sql += ")";
+        auto prepared = std::make_unique<SqliteStatement>();
+        if (prepared->prepare(mDb, sql) == SQLITE_OK &&
+            sqlite3_bind_parameter_count(prepared->get()) == static_cast<int>(values.size()) + 1) {
+            statement = std::move(prepared);
+        }
+    }
+    if (bound && statement != nullptr) {
+        sqlite3_stmt* raw = statement->get();
+        bool ok = sqlite3_bind_int64(raw, 1, id) == SQLITE_OK;
+        for (size_t i = 0; ok && i < values.size(); ++i) {
+            const int at = static_cast<int>(i) + 2;
+            ok = (values[i] ? sqlite3_bind_text(raw, at, values[i]->data(),
+                                                static_cast<int>(values[i]->size()), SQLITE_STATIC)
+                            : sqlite3_bind_null(raw, at)) == SQLITE_OK;
+        }
+        ok = ok && statement->step() == SQLITE_DONE;
+        sqlite3_reset(raw);
+        sqlite3_clear_bindings(raw);
+        if (ok) {
+            forgetStoredRows();
+            auto count = mRowCounts.find(table);
+            if (count != mRowCounts.end()) ++count->second;
+            return;
+        }
+        statement.reset();
+    }
+    execSQL(insertText(table, id, values));
 }
 
 void DatabaseHelper::insertValue(IeqPreset* preset, const std::string& customName) {
@@ -334,11 +401,7 @@ void DatabaseHelper::insertConfigurationValue(const std::string& key, const std:
         ALOGE("db is not connected");
         return;
     }
-    long long id = newRowId(TABLE_CONFIGURATION);
-    std::string sql = std::string("INSERT INTO ") + kTableNames[TABLE_CONFIGURATION] + " VALUES(" +
-                      std::to_string(id) + ",'" + escape_sql_quotes(key) + "','" +
-                      escape_sql_quotes(value) + "')\n";
-    execSQL(sql);
+    insertRow(TABLE_CONFIGURATION, newRowId(TABLE_CONFIGURATION), {key, value});
 }
 
 void DatabaseHelper::applyColumn(ParameterValues* record, const std::string& column,

@@ -9,6 +9,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -181,6 +182,11 @@ class DatabaseHelper {
     void insertRecordText(TableType table, const std::string& recordText,
                           const std::string& customName, long long id);
     long long newRowId(TableType table);
+    // The INSERT of a row: _id, then the text (or NULL) of every other column in order.
+    void insertRow(TableType table, long long id,
+                   const std::vector<std::optional<std::string>>& values);
+    static std::string insertText(TableType table, long long id,
+                                  const std::vector<std::optional<std::string>>& values);
     // Calls visit with the value of every row of key, in row order.
     void forEachConfigurationValue(const std::string& key,
                                    const std::function<void(const std::string&)>& visit);
@@ -198,6 +204,9 @@ class DatabaseHelper {
     bool mSchemaRead = false;
     std::map<std::string, std::vector<std::string>> mSchema;
     std::map<TableType, std::unique_ptr<SqliteStatement>> mBoundSelects;
+    // Kept while only the inserts made here change the database.
+    std::map<TableType, std::unique_ptr<SqliteStatement>> mInsertStatements;
+    std::map<TableType, int> mRowCounts;
 };
 
 }  // namespace velora

@@ -8,6 +8,7 @@
 
 #include <filesystem>
 #include <memory>
+#include <set>
 
 #include "StoreTestSupport.h"
 #include "store/DatabaseHelper.h"
@@ -202,6 +203,71 @@ TEST_F(DatabaseHelperTest, CompleteRecordsGiveExactlyTheirStatementAndReadBackWi
     EXPECT_EQ("keep", untouched.getName());
     EXPECT_TRUE(untouched.getValues().empty());
     EXPECT_FALSE(untouched.isDirty());
+}
+
+TEST_F(DatabaseHelperTest, ReadingTablesOnceFindsWhatEveryStatementFinds) {
+    // Rows a statement finds more than once (the last one read wins), NULLs, quotes, a name
+    // that only a prefix of matches, and keys of every record kind.
+    const char* rows[] = {
+        "INSERT INTO profiles(_id, custom_name, profile_id, name, ieq_amount, ieq_enable) "
+        "VALUES(1, 'default', '0', 'O''Brien', '5,', '1,')",
+        "INSERT INTO profiles(_id, custom_name, profile_id, name, ieq_amount, ieq_enable) "
+        "VALUES(2, 'custom', '0', 'first', '9,', '0,')",
+        "INSERT INTO profiles(_id, custom_name, profile_id, name, ieq_amount) "
+        "VALUES(3, 'custom', '0', 'second', '1,')",
+        "INSERT INTO profiles(_id, custom_name, profile_id, name) VALUES(4, 'custom', '00', 'x')",
+        "INSERT INTO profile_endpoints(_id, custom_name, profile_id, endpoint, peak_value) "
+        "VALUES(1, 'custom', '0', 'speaker', '-16,3,')",
+        "INSERT INTO geq_presets VALUES(1, 'custom', '0', '20,40,', ' 7,x,')",
+        "INSERT INTO ieq_presets VALUES(1, 'default', 'warm', '1,', '2,')",
+        "INSERT INTO tunings(_id, custom_name, name, endpoint, is_mono, output_channels) "
+        "VALUES(1, 'default', 'spk', 'headphone', '1', '4,')",
+        "INSERT INTO device_tunings VALUES(1, 'default', 'wired', 'headphone', 'spk')",
+        "INSERT INTO device_tunings VALUES(2, 'oem', 'usb''s', 'headphone', 'other')",
+        "INSERT INTO configuration VALUES(1, 'State', 'false')",
+        "INSERT INTO configuration VALUES(2, 'State', 'true')",
+        "INSERT INTO configuration VALUES(3, 'Profile', '2')",
+    };
+    for (const char* row : rows) ASSERT_EQ(0, db->execSQL(row)) << row;
+    auto read_all = [this]() {
+        Profile profile(0, "", PRESET_OFF);
+        db->queryProfileValue("0", "custom", &profile);
+        ProfileEndpoint endpoint(0, ENDPOINT_SPEAKER);
+        db->queryEndpointValue("0", "speaker", "custom", &endpoint);
+        GeqPreset geq(0);
+        db->queryGeqValue("0", "custom", &geq);
+        IeqPreset ieq(PRESET_WARM);
+        db->queryIeqValue("warm", "default", &ieq);
+        Tuning tuning("spk", ENDPOINT_SPEAKER, false);
+        db->queryTuning("spk", &tuning);
+        std::vector<std::string> names;
+        db->queryProfileNames(names, "custom");
+        std::set<std::string> devices;
+        for (DeviceTuning* device : db->queryDeviceTunings("headphone")) {
+            devices.insert(device->toString());
+            delete device;
+        }
+        std::string text = profile.toString() + endpoint.toString() + geq.toString() +
+                           ieq.toString() + tuning.toString() +
+                           db->queryConfigurationValue("Profile") +
+                           (db->queryPexStatus("State") ? " on" : " off");
+        for (const std::string& name : names) text += " " + name;
+        for (const std::string& device : devices) text += " " + device;
+        return text;
+    };
+    // An index makes the statements find the duplicate rows in its own order; reading the
+    // table once must not answer for it then.
+    for (bool indexed : {false, true}) {
+        if (indexed) {
+            ASSERT_EQ(0, db->execSQL("CREATE INDEX by_amount ON profiles(profile_id, custom_name, "
+                                     "ieq_amount)"));
+        }
+        db->setReadTablesOnce(false);
+        const std::string each = read_all();
+        EXPECT_THAT(each, HasSubstr(indexed ? "ieq_amount=9," : "ieq_amount=1,"));
+        db->setReadTablesOnce(true);
+        EXPECT_EQ(each, read_all()) << (indexed ? "with" : "without") << " an index";
+    }
 }
 
 TEST_F(DatabaseHelperTest, SingleQuotesInValuesAreDoubledAndRoundTrip) {
