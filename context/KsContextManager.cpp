@@ -92,11 +92,22 @@ void KsContextManager::init() {
 int KsContextManager::initDatabase(Provider* provider, const std::string& path) {
     DeviceData* data = loadXmlIfChanged(path, provider);
     if (data == nullptr) return 0;
+    // The merge checks against the shipped default file; when that is the file just parsed,
+    // its names are taken now, as a parse of it gives them, before validation touches them.
+    if (path == SystemPaths::resolve(SystemPaths::kDefaultTuningFile)) {
+        DefaultNames names;
+        for (Tuning* tuning : data->getTunings()) names.tunings.insert(tuning->getName());
+        for (DeviceTuning* deviceTuning : data->getDeviceTunings()) {
+            names.devices.insert(deviceTuning->getDevice());
+        }
+        mDefaultNames = std::move(names);
+    }
     data->validateData();
     populateDatabase(data, provider);
     // The OEM file is merged against the defaults it extends, so it has to follow every
     // rebuild; a failed merge leaves the rebuilt defaults in place.
     loadOemTuningLocked();
+    mDefaultNames.reset();
     ALOGI("Load OEM tuning XML after default tuning XML is reloaded");
     return 0;
 }
@@ -192,23 +203,31 @@ int KsContextManager::loadOemTuningLocked() {
     }
 
     // The duplicate checks always read the shipped default file, also when start-up chose
-    // the ROMUPDATE copy: the OEM file is written against what ships on the partition.
-    TuningFileParser defaultParser;
-    std::string defaultPath = SystemPaths::resolve(SystemPaths::kDefaultTuningFile);
-    if (defaultParser.setTuningFile(defaultPath) != 0 || defaultParser.getDeviceData() == nullptr) {
-        // Without the default names nothing can be checked; merging blind could let an OEM
-        // row shadow a shipped one, so the merge is abandoned before anything is touched.
-        ALOGE("%s(): cannot read default tuning XML %s, abort loading OEM tuning XML.",
-              "loadOemTuningLocked", defaultPath.c_str());
-        return -EINVAL;
+    // the ROMUPDATE copy: the OEM file is written against what ships on the partition. A
+    // rebuild from that very file has its names already.
+    DefaultNames parsedNames;
+    if (!mDefaultNames) {
+        TuningFileParser defaultParser;
+        std::string defaultPath = SystemPaths::resolve(SystemPaths::kDefaultTuningFile);
+        if (defaultParser.setTuningFile(defaultPath) != 0 ||
+            defaultParser.getDeviceData() == nullptr) {
+            // Without the default names nothing can be checked; merging blind could let an OEM
+            // row shadow a shipped one, so the merge is abandoned before anything is touched.
+            ALOGE("%s(): cannot read default tuning XML %s, abort loading OEM tuning XML.",
+                  "loadOemTuningLocked", defaultPath.c_str());
+            return -EINVAL;
+        }
+        DeviceData* defaultData = defaultParser.getDeviceData();
+        for (Tuning* tuning : defaultData->getTunings()) {
+            parsedNames.tunings.insert(tuning->getName());
+        }
+        for (DeviceTuning* deviceTuning : defaultData->getDeviceTunings()) {
+            parsedNames.devices.insert(deviceTuning->getDevice());
+        }
     }
-    DeviceData* defaultData = defaultParser.getDeviceData();
-    std::set<std::string> defaultTuningNames;
-    for (Tuning* tuning : defaultData->getTunings()) defaultTuningNames.insert(tuning->getName());
-    std::set<std::string> defaultDevices;
-    for (DeviceTuning* deviceTuning : defaultData->getDeviceTunings()) {
-        defaultDevices.insert(deviceTuning->getDevice());
-    }
+    const DefaultNames& names = mDefaultNames ? *mDefaultNames : parsedNames;
+    const std::set<std::string>& defaultTuningNames = names.tunings;
+    const std::set<std::string>& defaultDevices = names.devices;
 
     // A replacement, not an accumulation: rows of an earlier OEM file go first.
     mProvider->beginTransaction();

@@ -11,6 +11,8 @@
 #include <utils/Singleton.h>
 
 #include <memory>
+#include <optional>
+#include <set>
 #include <string>
 
 namespace velora {
@@ -71,6 +73,13 @@ class KsContextManager : public android::Singleton<KsContextManager> {
     std::unique_ptr<TuningFileParser> mParser GUARDED_BY(mLock);
     std::unique_ptr<KsContextChangeObservable> mObservable GUARDED_BY(mLock);
     std::unique_ptr<KsContext> mContext GUARDED_BY(mLock);
+    // The tuning and device names of the shipped default file, taken from the parse a
+    // rebuild just made of it, for the OEM merge that follows; unset otherwise.
+    struct DefaultNames {
+        std::set<std::string> tunings;
+        std::set<std::string> devices;
+    };
+    std::optional<DefaultNames> mDefaultNames GUARDED_BY(mLock);
     android::Mutex mLock;
 };
 

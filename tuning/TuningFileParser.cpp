@@ -349,6 +349,10 @@ int TuningFileParser::setTuningFile(const std::string& path) {
     mFormatVersion.clear();
     mToolVersion.clear();
     parseTuningFile();
+    // The records hold everything the document gave; the document, whitespace nodes and all,
+    // is by far the largest allocation of a start-up and goes at once.
+    mRoot = nullptr;
+    mDoc.reset();
 
     auto data = std::make_unique<DeviceData>();
     data->setFormatVersion(mFormatVersion);
