@@ -6,6 +6,10 @@
 
 #include "service/VeloraManagerService.h"
 
+#if defined(__GLIBC__)
+#include <malloc.h>
+#endif
+
 #include <log/log.h>
 #include <utils/SystemClock.h>
 
@@ -140,6 +144,11 @@ bool VeloraManagerService::ensureInitialized() {
     Mutex::Autolock _l(mInitLock);
     if (!mInitialized.load(std::memory_order_relaxed) && mKsManager->init() == 0) {
         mInitialized.store(true, std::memory_order_release);
+#if defined(__GLIBC__)
+        // Start-up frees far more than the service keeps (the parsed tuning file, the rows
+        // read), and glibc holds freed memory below later allocations; give it back.
+        malloc_trim(0);
+#endif
     }
     return isInitialized();
 }
