@@ -68,9 +68,7 @@ class KptService : public ::vendor::velora::hardware::kpt::V2_0::IKpt {
                                          getSelectedTuningDevice_cb _hidl_cb) override;
     Return<void> setSelectedTuningDevice(int32_t port, const hidl_vec<uint8_t>& name) override;
     Return<void> getProfileName(int32_t profile, getProfileName_cb _hidl_cb) override;
-    // The profile's selected IEQ preset (VeloraManagerService::getProfileIeqPreset). Not part
-    // of IKpt 2.0 yet: velorad serves it on the host.
-    Return<int32_t> getProfileIeqPreset(int32_t profile);
+    Return<int32_t> getProfileIeqPreset(int32_t profile) override;
     Return<bool> getPexEnabled() override;
     Return<bool> isMonoInternalSpeaker() override;
     Return<bool> isSpeakerPortraitMode() override;
