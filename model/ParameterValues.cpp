@@ -4,7 +4,7 @@
  */
 #include "model/ParameterValues.h"
 
-#include <sstream>
+#include <charconv>
 #include <utility>
 
 namespace velora {
@@ -43,7 +43,10 @@ bool ParameterValues::equals(const ParameterValues& other) const {
 }
 
 std::string ParameterValues::valuesToString() const {
-    std::ostringstream out;
+    // Built by appending: a rebuild writes every value of every record through here, and a
+    // stream costs several times the text itself.
+    std::string out;
+    char number[16];
     for (const auto& [parameter, value] : mValues) {
         // An IEQ preset's type is stored in its own field; printing it again as a value
         // would store it twice.
@@ -51,19 +54,17 @@ std::string ParameterValues::valuesToString() const {
             continue;
         }
         const char* name = parameter_name(parameter);
-        if (name != nullptr) {
-            out << name;
-        } else {
-            out << static_cast<int>(parameter);
-        }
-        out << "=";
+        out += name != nullptr ? std::string(name) : std::to_string(static_cast<int>(parameter));
+        out += '=';
         // Every element is followed by a comma, the last one too: that is the stored form.
         for (int element : value) {
-            out << element << ",";
+            auto end = std::to_chars(number, number + sizeof(number), element).ptr;
+            out.append(number, end);
+            out += ',';
         }
-        out << "\n";
+        out += '\n';
     }
-    return out.str();
+    return out;
 }
 
 }  // namespace velora

@@ -235,32 +235,56 @@ void DatabaseHelper::insertRecordText(TableType table, const std::string& record
     // which the row does not take from the text. Keying the values by their line lets a
     // field the record lacks be written as NULL in its own column instead of shifting
     // every later value into the wrong column.
-    std::map<std::string, std::string> fields;
-    std::vector<std::string> lines = split_string(recordText, "\n");
-    for (size_t i = 1; i < lines.size(); ++i) {
-        const std::string& line = lines[i];
+    std::vector<std::pair<std::string, std::string>> lines;
+    size_t begin = recordText.find('\n');
+    while (begin != std::string::npos) {
+        ++begin;
+        size_t end = recordText.find('\n', begin);
+        std::string line = recordText.substr(begin, end == std::string::npos ? end : end - begin);
+        begin = end;
         if (line.empty()) continue;  // the text ends with a newline
         std::string key = line.substr(0, line.find('='));
-        fields[key] = get_string_values(line);
+        lines.emplace_back(std::move(key), get_string_values(line));
     }
 
     const TableLayout& columns = layout_of(table);
-    std::vector<std::optional<std::string>> values{customName};
-    int missing = 0;
-    auto append = [&](const char* key) {
-        auto field = fields.find(key);
-        if (field == fields.end()) {
-            values.emplace_back();
-            ++missing;
-            return;
-        }
-        values.emplace_back(std::move(field->second));
-        fields.erase(field);
-    };
-    for (const auto& own : columns.ownColumns) append(own.second);
+    std::vector<const char*> keys;
+    for (const auto& own : columns.ownColumns) keys.push_back(own.second);
     if (columns.parameters != nullptr) {
         for (Parameter parameter : *columns.parameters) {
-            if (has_column(parameter)) append(kParameterNames[parameter]);
+            if (has_column(parameter)) keys.push_back(kParameterNames[parameter]);
+        }
+    }
+    std::vector<std::optional<std::string>> values{customName};
+    int missing = 0;
+    // A record's text lists its fields in the order of the table's columns; taking them in
+    // one walk gives what looking each one up gives, as long as every line is taken once.
+    size_t next = 0;
+    for (const char* key : keys) {
+        if (next < lines.size() && lines[next].first == key) ++next;
+    }
+    std::map<std::string, std::string> fields;
+    if (next == lines.size()) {
+        next = 0;
+        for (const char* key : keys) {
+            if (next < lines.size() && lines[next].first == key) {
+                values.emplace_back(std::move(lines[next++].second));
+            } else {
+                values.emplace_back();
+                ++missing;
+            }
+        }
+    } else {
+        for (auto& line : lines) fields[line.first] = std::move(line.second);
+        for (const char* key : keys) {
+            auto field = fields.find(key);
+            if (field == fields.end()) {
+                values.emplace_back();
+                ++missing;
+                continue;
+            }
+            values.emplace_back(std::move(field->second));
+            fields.erase(field);
         }
     }
 
@@ -404,18 +428,28 @@ void DatabaseHelper::insertConfigurationValue(const std::string& key, const std:
     insertRow(TABLE_CONFIGURATION, newRowId(TABLE_CONFIGURATION), {key, value});
 }
 
-void DatabaseHelper::applyColumn(ParameterValues* record, const std::string& column,
-                                 const StoredCell& cell, const std::set<std::string>& keyColumns,
-                                 const OwnColumnReader& ownColumn) {
-    if (column == "_id" || column == "custom_name" || keyColumns.count(column) != 0) return;
+DatabaseHelper::ColumnRole DatabaseHelper::roleOf(const std::string& column,
+                                                  const std::set<std::string>& keyColumns) const {
+    ColumnRole role;
+    role.name = column;
+    role.skipped = column == "_id" || column == "custom_name" || keyColumns.count(column) != 0;
+    auto parameter = mColumnNameMap.find(column);
+    if (parameter != mColumnNameMap.end()) role.parameter = parameter->second;
+    return role;
+}
+
+void DatabaseHelper::applyColumn(ParameterValues* record, const ColumnRole& role,
+                                 const StoredCell& cell, const OwnColumnReader& ownColumn) {
+    if (role.skipped) return;
     if (cell.type == SQLITE_NULL) return;  // a value the stored record did not have
     std::vector<int> values = cell.type == SQLITE_INTEGER
                                   ? std::vector<int>{static_cast<int>(cell.integer)}
                                   : string_2_int_vector(cell.text);
-    if (ownColumn && ownColumn(column, cell.text, values)) return;
-    auto parameter = mColumnNameMap.find(column);
-    if (parameter != mColumnNameMap.end()) {
-        record->set(parameter->second, std::move(values));
+    // No column of a record's own fields is named like a parameter.
+    if (role.parameter) {
+        record->set(*role.parameter, std::move(values));
+    } else if (ownColumn) {
+        ownColumn(role.name, cell.text, values);
     }
 }
 
@@ -426,9 +460,15 @@ void DatabaseHelper::readRecord(TableType table, const KeyValues& keys,
         ALOGE("the database is not connected");
         return;
     }
-    bool read = forEachStoredRow(table, keys, [&](const TableRows& stored, size_t row) {
+    bool read = forEachStoredRow(table, keys, [&](TableRows& stored, size_t row) {
+        std::vector<ColumnRole>& roles = stored.roles[keyColumns];
+        if (roles.empty()) {
+            for (const std::string& column : stored.columns) {
+                roles.push_back(roleOf(column, keyColumns));
+            }
+        }
         for (size_t i = 0; i < stored.columns.size(); ++i) {
-            applyColumn(record, stored.columns[i], stored.rows[row][i], keyColumns, ownColumn);
+            applyColumn(record, roles[i], stored.rows[row][i], ownColumn);
         }
     });
     if (read || readBound(table, keys, keyColumns, record, ownColumn)) return;
@@ -451,8 +491,8 @@ void DatabaseHelper::readRecord(TableType table, const KeyValues& keys,
     while ((rc = statement.step()) == SQLITE_ROW) {
         int count = statement.columnCount();
         for (int i = 0; i < count; ++i) {
-            applyColumn(record, statement.columnName(i), read_cell(statement, i), keyColumns,
-                        ownColumn);
+            applyColumn(record, roleOf(statement.columnName(i), keyColumns),
+                        read_cell(statement, i), ownColumn);
         }
     }
     if (rc != SQLITE_DONE) {
@@ -501,8 +541,8 @@ bool DatabaseHelper::readBound(TableType table, const KeyValues& keys,
     while ((rc = statement->step()) == SQLITE_ROW) {
         int count = statement->columnCount();
         for (int i = 0; i < count; ++i) {
-            applyColumn(record, statement->columnName(i), read_cell(*statement, i), keyColumns,
-                        ownColumn);
+            applyColumn(record, roleOf(statement->columnName(i), keyColumns),
+                        read_cell(*statement, i), ownColumn);
         }
     }
     if (rc != SQLITE_DONE) {
@@ -566,7 +606,7 @@ DatabaseHelper::TableRows* DatabaseHelper::storedRows(TableType type) {
 }
 
 bool DatabaseHelper::forEachStoredRow(TableType type, const KeyValues& keys,
-                                      const std::function<void(const TableRows&, size_t)>& visit) {
+                                      const std::function<void(TableRows&, size_t)>& visit) {
     // A zero byte would cut the statement's text short; such a key keeps its statement.
     for (const auto& key : keys) {
         if (key.second.find('\0') != std::string::npos) return false;
@@ -634,7 +674,7 @@ void DatabaseHelper::queryProfileNames(std::vector<std::string>& names,
         ALOGD("%s(): Profile %s found", "queryProfileNames", name.c_str());
     };
     bool read = forEachStoredRow(TABLE_PROFILES, {{"custom_name", customName}},
-                                 [&](const TableRows& stored, size_t row) {
+                                 [&](TableRows& stored, size_t row) {
                                      for (size_t i = 0; i < stored.columns.size(); ++i) {
                                          if (stored.columns[i] == "name")
                                              found(stored.rows[row][i].text);
@@ -727,7 +767,7 @@ std::set<DeviceTuning*> DatabaseHelper::queryDeviceTunings(const std::string& po
         return result;
     }
     bool read = forEachStoredRow(TABLE_DEVICE_TUNINGS, {{"port", port}},
-                                 [&result](const TableRows& stored, size_t row) {
+                                 [&result](TableRows& stored, size_t row) {
                                      std::string device;
                                      std::string rowPort;
                                      std::string tuning;
@@ -782,7 +822,7 @@ void DatabaseHelper::forEachConfigurationValue(
         return;
     }
     bool read = forEachStoredRow(TABLE_CONFIGURATION, {{"key", key}},
-                                 [&visit](const TableRows& stored, size_t row) {
+                                 [&visit](TableRows& stored, size_t row) {
                                      for (size_t i = 0; i < stored.columns.size(); ++i) {
                                          if (stored.columns[i] == "value") {
                                              visit(stored.rows[row][i].text);

@@ -143,26 +143,35 @@ class DatabaseHelper {
         long long integer;
         std::string text;
     };
+    // What a column of a record row is to the record: skipped (its id, copy and keys), one
+    // of its parameters, or one of its own fields.
+    struct ColumnRole {
+        std::string name;
+        bool skipped = false;
+        std::optional<Parameter> parameter;
+    };
     // The rows of a table in stored order, and, per set of key columns, where to find the
-    // rows whose key columns hold a given text.
+    // rows whose key columns hold a given text and what each column is.
     struct TableRows {
         std::vector<std::string> columns;
         std::vector<std::vector<StoredCell>> rows;
         std::map<std::vector<std::string>, std::map<std::string, std::vector<size_t>>> indexes;
+        std::map<std::set<std::string>, std::vector<ColumnRole>> roles;
     };
     using KeyValues = std::vector<std::pair<std::string, std::string>>;  // column, text
 
     // Applies one stored column of a row to record: key and NULL columns are skipped, own
     // columns go to ownColumn, every other column is set as the parameter of its name.
     // Every read of a record row comes through here.
-    void applyColumn(ParameterValues* record, const std::string& column, const StoredCell& cell,
-                     const std::set<std::string>& keyColumns, const OwnColumnReader& ownColumn);
+    void applyColumn(ParameterValues* record, const ColumnRole& role, const StoredCell& cell,
+                     const OwnColumnReader& ownColumn);
+    ColumnRole roleOf(const std::string& column, const std::set<std::string>& keyColumns) const;
     // The rows that read once holds for type, or null when the table is not read so.
     TableRows* storedRows(TableType type);
     // Calls visit with the index of every stored row whose key columns hold exactly the texts
     // of keys, in stored order; false (and no call) when the statement must run instead.
     bool forEachStoredRow(TableType type, const KeyValues& keys,
-                          const std::function<void(const TableRows&, size_t)>& visit);
+                          const std::function<void(TableRows&, size_t)>& visit);
     void forgetStoredRows();
     // True when the table is exactly as init() creates it and has no index.
     bool tableAsCreated(TableType type);
