@@ -218,6 +218,22 @@ int DatabaseHelper::execSQL(const std::string& sql) {
     return 0;
 }
 
+namespace {
+
+// The text the parameter was read from, while it still reads as the record's value. The
+// check guards against a value changed in place, past the record's setters.
+const std::string* unchangedStoredText(const ParameterValues* record, Parameter parameter) {
+    const std::string* text = record != nullptr ? record->getStoredText(parameter) : nullptr;
+    if (text == nullptr) return nullptr;
+    auto value = record->getValues().find(parameter);
+    if (value == record->getValues().end() || value->second != string_2_int_vector(*text)) {
+        return nullptr;
+    }
+    return text;
+}
+
+}  // namespace
+
 long long DatabaseHelper::newRowId(TableType table) {
     // Inside a transaction no one else writes, so a table's count, once asked, is kept and
     // counted up by every insert made here; anything else that changes a table forgets it.
@@ -229,8 +245,14 @@ long long DatabaseHelper::newRowId(TableType table) {
     return static_cast<long long>(count) + 1;
 }
 
-void DatabaseHelper::insertRecordText(TableType table, const std::string& recordText,
-                                      const std::string& customName, long long id) {
+void DatabaseHelper::applyColumnText(ParameterValues& record, Parameter parameter,
+                                     const std::string& text) {
+    record.setStored(parameter, string_2_int_vector(text), text);
+}
+
+void DatabaseHelper::insertRecord(TableType table, const ParameterValues* record,
+                                  const std::string& recordText, const std::string& customName,
+                                  long long id) {
     // The storage text is one key=value line per field; the first line is the record's id,
     // which the row does not take from the text. Keying the values by their line lets a
     // field the record lacks be written as NULL in its own column instead of shifting
@@ -249,10 +271,17 @@ void DatabaseHelper::insertRecordText(TableType table, const std::string& record
 
     const TableLayout& columns = layout_of(table);
     std::vector<const char*> keys;
-    for (const auto& own : columns.ownColumns) keys.push_back(own.second);
+    // Per key, the text a parameter was read from while it is still the record's value.
+    std::vector<const std::string*> storedTexts;
+    for (const auto& own : columns.ownColumns) {
+        keys.push_back(own.second);
+        storedTexts.push_back(nullptr);
+    }
     if (columns.parameters != nullptr) {
         for (Parameter parameter : *columns.parameters) {
-            if (has_column(parameter)) keys.push_back(kParameterNames[parameter]);
+            if (!has_column(parameter)) continue;
+            keys.push_back(kParameterNames[parameter]);
+            storedTexts.push_back(unchangedStoredText(record, parameter));
         }
     }
     std::vector<std::optional<std::string>> values{customName};
@@ -266,9 +295,10 @@ void DatabaseHelper::insertRecordText(TableType table, const std::string& record
     std::map<std::string, std::string> fields;
     if (next == lines.size()) {
         next = 0;
-        for (const char* key : keys) {
-            if (next < lines.size() && lines[next].first == key) {
-                values.emplace_back(std::move(lines[next++].second));
+        for (size_t k = 0; k < keys.size(); ++k) {
+            if (next < lines.size() && lines[next].first == keys[k]) {
+                std::string& text = lines[next++].second;
+                values.emplace_back(storedTexts[k] != nullptr ? *storedTexts[k] : std::move(text));
             } else {
                 values.emplace_back();
                 ++missing;
@@ -276,14 +306,15 @@ void DatabaseHelper::insertRecordText(TableType table, const std::string& record
         }
     } else {
         for (auto& line : lines) fields[line.first] = std::move(line.second);
-        for (const char* key : keys) {
-            auto field = fields.find(key);
+        for (size_t k = 0; k < keys.size(); ++k) {
+            auto field = fields.find(keys[k]);
             if (field == fields.end()) {
                 values.emplace_back();
                 ++missing;
                 continue;
             }
-            values.emplace_back(std::move(field->second));
+            values.emplace_back(storedTexts[k] != nullptr ? *storedTexts[k]
+                                                          : std::move(field->second));
             fields.erase(field);
         }
     }
@@ -362,7 +393,7 @@ void DatabaseHelper::insertValue(IeqPreset* preset, const std::string& customNam
         ALOGE("invalide value");
         return;
     }
-    insertRecordText(TABLE_IEQ_PRESETS, preset->toString(), customName,
+    insertRecord(TABLE_IEQ_PRESETS, preset, preset->toString(), customName,
                      newRowId(TABLE_IEQ_PRESETS));
 }
 
@@ -375,7 +406,7 @@ void DatabaseHelper::insertValue(GeqPreset* preset, const std::string& customNam
         id = newRowId(TABLE_GEQ_PRESETS);
         preset->setId(id);
     }
-    insertRecordText(TABLE_GEQ_PRESETS, preset->toString(), customName, id);
+    insertRecord(TABLE_GEQ_PRESETS, preset, preset->toString(), customName, id);
 }
 
 void DatabaseHelper::insertValue(Profile* profile, const std::string& customName, long long id) {
@@ -387,7 +418,7 @@ void DatabaseHelper::insertValue(Profile* profile, const std::string& customName
         id = newRowId(TABLE_PROFILES);
         profile->setId(id);
     }
-    insertRecordText(TABLE_PROFILES, profile->toString(), customName, id);
+    insertRecord(TABLE_PROFILES, profile, profile->toString(), customName, id);
 }
 
 void DatabaseHelper::insertValue(ProfileEndpoint* endpoint, const std::string& customName,
@@ -400,7 +431,7 @@ void DatabaseHelper::insertValue(ProfileEndpoint* endpoint, const std::string& c
         id = newRowId(TABLE_PROFILE_ENDPOINTS);
         endpoint->setId(id);
     }
-    insertRecordText(TABLE_PROFILE_ENDPOINTS, endpoint->toString(), customName, id);
+    insertRecord(TABLE_PROFILE_ENDPOINTS, endpoint, endpoint->toString(), customName, id);
 }
 
 void DatabaseHelper::insertValue(Tuning* tuning, const std::string& customName) {
@@ -408,7 +439,7 @@ void DatabaseHelper::insertValue(Tuning* tuning, const std::string& customName) 
         ALOGE("invalid value");
         return;
     }
-    insertRecordText(TABLE_TUNINGS, tuning->toString(), customName, newRowId(TABLE_TUNINGS));
+    insertRecord(TABLE_TUNINGS, tuning, tuning->toString(), customName, newRowId(TABLE_TUNINGS));
 }
 
 void DatabaseHelper::insertValue(DeviceTuning* deviceTuning, const std::string& customName) {
@@ -416,7 +447,7 @@ void DatabaseHelper::insertValue(DeviceTuning* deviceTuning, const std::string& 
         ALOGE("invalid value");
         return;
     }
-    insertRecordText(TABLE_DEVICE_TUNINGS, deviceTuning->toString(), customName,
+    insertRecord(TABLE_DEVICE_TUNINGS, nullptr, deviceTuning->toString(), customName,
                      newRowId(TABLE_DEVICE_TUNINGS));
 }
 
@@ -442,10 +473,15 @@ void DatabaseHelper::applyColumn(ParameterValues* record, const ColumnRole& role
                                  const StoredCell& cell, const OwnColumnReader& ownColumn) {
     if (role.skipped) return;
     if (cell.type == SQLITE_NULL) return;  // a value the stored record did not have
+    // No column of a record's own fields is named like a parameter.
+    if (role.parameter && cell.type != SQLITE_INTEGER) {
+        applyColumnText(*record, *role.parameter, cell.text);
+        return;
+    }
     std::vector<int> values = cell.type == SQLITE_INTEGER
                                   ? std::vector<int>{static_cast<int>(cell.integer)}
                                   : string_2_int_vector(cell.text);
-    // No column of a record's own fields is named like a parameter.
+    // An integer is no stored text to write back: the value is written as it reads.
     if (role.parameter) {
         record->set(*role.parameter, std::move(values));
     } else if (ownColumn) {

@@ -34,7 +34,9 @@ class SqliteStatement;
 //
 // A record is written by placing the values of its toString() text into an INSERT in the
 // order of the table's columns, every value between single quotes as TEXT; it is read back
-// with SELECT *, each column mapped to a Parameter through its name. Statements are plain
+// with SELECT *, each column mapped to a Parameter through its name. A value that was read
+// and not replaced since is written back as the exact text it was read from, so saving
+// what was loaded never changes a row. Statements are plain
 // text without bound parameters; a single quote inside a value is doubled so that names
 // with apostrophes round-trip. A parameter the record does not hold is written as NULL in
 // its column, and NULL columns are skipped on reading, so incomplete records are stored
@@ -132,6 +134,12 @@ class DatabaseHelper {
     // forgets what was read. Loading the whole state at start-up asks for this.
     void setReadTablesOnce(bool on);
 
+    // Reads one parameter column's stored text into record: the value as the text reads
+    // (a list with its trailing element) and the text itself, which a later save of the
+    // record writes back unchanged while the value stays the one read.
+    static void applyColumnText(ParameterValues& record, Parameter parameter,
+                                const std::string& text);
+
   private:
     // Handles a column of the record's own (non-parameter) fields; true when it was one.
     using OwnColumnReader = std::function<bool(const std::string& column, const std::string& text,
@@ -187,9 +195,12 @@ class DatabaseHelper {
     void readRecord(TableType table, const KeyValues& keys, const std::set<std::string>& keyColumns,
                     ParameterValues* record, const OwnColumnReader& ownColumn,
                     bool reportPrepareResult);
-    // Builds and runs the INSERT of a record's storage text into table.
-    void insertRecordText(TableType table, const std::string& recordText,
-                          const std::string& customName, long long id);
+    // Builds and runs the INSERT of a record into table: its storage text, except that a
+    // parameter still holding the value it was read with is written as the text it was read
+    // from.
+    void insertRecord(TableType table, const ParameterValues* record,
+                      const std::string& recordText, const std::string& customName,
+                      long long id);
     long long newRowId(TableType table);
     // The INSERT of a row: _id, then the text (or NULL) of every other column in order.
     void insertRow(TableType table, long long id,
