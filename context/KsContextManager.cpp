@@ -103,11 +103,16 @@ int KsContextManager::initDatabase(Provider* provider, const std::string& path) 
         mDefaultNames = std::move(names);
     }
     data->validateData();
+    // The rebuild, the OEM merge and the signature become durable together: committed
+    // apart, a stop between them would leave a matching signature over a database without
+    // the OEM rows, and no later start would merge them again.
+    provider->beginTransaction();
     populateDatabase(data, provider);
     // The OEM file is merged against the defaults it extends, so it has to follow every
     // rebuild; a failed merge leaves the rebuilt defaults in place.
     loadOemTuningLocked();
     mDefaultNames.reset();
+    provider->commitTransaction();
     ALOGI("Load OEM tuning XML after default tuning XML is reloaded");
     return 0;
 }
@@ -132,7 +137,10 @@ DeviceData* KsContextManager::loadXmlIfChanged(const std::string& path, Provider
 
 std::string KsContextManager::getChangedSignature(const std::string& path, Provider* provider) {
     std::string signature = getSignature(path);
-    return signature == provider->getDefaultXmlSignature() ? std::string() : signature;
+    // A database without tables (the first start, or one whose first filling never
+    // committed) has no signature yet; asking it would report a missing table as a fault.
+    std::string stored = provider->hasTables() ? provider->getDefaultXmlSignature() : "";
+    return signature == stored ? std::string() : signature;
 }
 
 std::string KsContextManager::getSignature(const std::string& path) {
@@ -154,7 +162,9 @@ std::string KsContextManager::getSignature(const std::string& path) {
 void KsContextManager::populateDatabase(DeviceData* data, Provider* provider) {
     // One exclusive transaction: a reader never sees a half-built database, and a crash in
     // the middle leaves the old one (with the old signature, so the next start rebuilds).
-    provider->beginTransaction();
+    // Within a transaction the caller opened, the rebuild becomes part of it.
+    const bool ownTransaction = !provider->inTransaction();
+    if (ownTransaction) provider->beginTransaction();
     provider->clear();
     provider->initDatabase();
     for (IeqPreset* preset : data->getIeqPresets()) provider->create(preset);
@@ -171,7 +181,7 @@ void KsContextManager::populateDatabase(DeviceData* data, Provider* provider) {
     }
     provider->setDefaultXmlSignature(data->getSignature());
     provider->setDefaultXmlFormatVersion(data->getFormatVersion());
-    provider->commitTransaction();
+    if (ownTransaction) provider->commitTransaction();
 }
 
 int KsContextManager::loadOemTuningLocked() {
@@ -229,8 +239,10 @@ int KsContextManager::loadOemTuningLocked() {
     const std::set<std::string>& defaultTuningNames = names.tunings;
     const std::set<std::string>& defaultDevices = names.devices;
 
-    // A replacement, not an accumulation: rows of an earlier OEM file go first.
-    mProvider->beginTransaction();
+    // A replacement, not an accumulation: rows of an earlier OEM file go first. Within the
+    // transaction of a rebuild, the merge becomes part of it.
+    const bool ownTransaction = !mProvider->inTransaction();
+    if (ownTransaction) mProvider->beginTransaction();
     mProvider->clearOemTunings();
     ALOGD("Num of parsed OEM tuning = %zu", oemData->getTunings().size());
     std::set<std::string> droppedTunings;
@@ -262,7 +274,7 @@ int KsContextManager::loadOemTuningLocked() {
             mProvider->create(deviceTuning, Provider::kOemName);
         }
     }
-    mProvider->commitTransaction();
+    if (ownTransaction) mProvider->commitTransaction();
     ALOGI("Tell database to reload cached device tuning mappings.");
     mProvider->reloadCachedDeviceTunings();
     return 0;

@@ -174,6 +174,13 @@ void DatabaseHelper::clear() {
     }
 }
 
+bool DatabaseHelper::hasTables() {
+    if (mDb == nullptr) return true;
+    SqliteStatement statement;
+    if (statement.prepare(mDb, "SELECT 1 FROM sqlite_master LIMIT 1") != SQLITE_OK) return true;
+    return statement.step() != SQLITE_DONE;
+}
+
 int DatabaseHelper::beginTransaction() { return execSQL("BEGIN EXCLUSIVE"); }
 
 int DatabaseHelper::commitTransaction() { return execSQL("COMMIT"); }

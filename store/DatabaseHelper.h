@@ -78,6 +78,12 @@ class DatabaseHelper {
     int beginTransaction();
     int commitTransaction();
     int rollbackTransaction();
+    // False only for a database known to hold no table at all: one created just now, or
+    // whose first filling never committed. Whatever cannot be read counts as holding tables,
+    // so that its failures are reported where it is read.
+    bool hasTables();
+    // True while a transaction is open on the connection.
+    bool inTransaction() const { return mDb != nullptr && sqlite3_get_autocommit(mDb) == 0; }
 
     // Number of rows of table, -1 on any failure (missing table, no connection).
     int getRowCount(const std::string& table);

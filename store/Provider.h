@@ -117,6 +117,11 @@ class Provider {
     // While on, loading reads each table once instead of once per record (see
     // DatabaseHelper::setReadTablesOnce); the records come out the same.
     void setReadTablesOnce(bool on) { mDb->setReadTablesOnce(on); }
+    // False for a database that holds no table yet (see DatabaseHelper::hasTables).
+    bool hasTables() { return mDb->hasTables(); }
+    // True while a transaction is open, so that a bulk write can join it instead of
+    // committing on its own.
+    bool inTransaction() const { return mDb->inTransaction(); }
 
     // The helper underneath, for diagnostics and tests.
     DatabaseHelper& getDatabaseHelper() { return *mDb; }
