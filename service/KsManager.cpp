@@ -150,7 +150,7 @@ bool KsManager::getKsSuspended() {
 
 void KsManager::restoreCurrentProfiles() { mContext->reloadAllProfile(); }
 
-void KsManager::saveKsStateAndSettings() { mContext->save(); }
+int KsManager::saveKsStateAndSettings() { return mContext->save(); }
 
 void KsManager::saveKsState() { mContext->saveKsState(); }
 

@@ -59,7 +59,9 @@ class KsManager {
     void setKsSuspended(bool suspended);
     bool getKsSuspended();
     void restoreCurrentProfiles();
-    void saveKsStateAndSettings();
+    // Saves the whole state in one transaction: 0 once it is on disk, else a negative errno
+    // (logged), the database keeping the previous save.
+    int saveKsStateAndSettings();
     void saveKsState();
     void saveKsProfile();
     void saveKsProfileSettings();

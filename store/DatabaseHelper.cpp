@@ -211,15 +211,18 @@ int DatabaseHelper::execSQL(const std::string& sql) {
     mRowCounts.clear();
     if (mDb == nullptr) {
         ALOGE("the db is not open...");
+        ++mFailures;
         return 1;
     }
     SqliteStatement statement;
     if (statement.prepare(mDb, sql) != SQLITE_OK) {
         ALOGD("failed to prepare SQL : %s", sql.c_str());
+        ++mFailures;
         return 1;
     }
     if (statement.step() != SQLITE_DONE) {
         ALOGE("failed to exec SQL: %s", sql.c_str());
+        ++mFailures;
         return 1;
     }
     return 0;

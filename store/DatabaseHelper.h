@@ -84,6 +84,10 @@ class DatabaseHelper {
     bool hasTables();
     // True while a transaction is open on the connection.
     bool inTransaction() const { return mDb != nullptr && sqlite3_get_autocommit(mDb) == 0; }
+    // The number of statements execSQL could not run since the database was opened; a
+    // caller compares it before and after a series of writes to learn whether all of them
+    // reached the database.
+    unsigned getFailureCount() const { return mFailures; }
 
     // Number of rows of table, -1 on any failure (missing table, no connection).
     int getRowCount(const std::string& table);
@@ -233,6 +237,7 @@ class DatabaseHelper {
     // Kept while only the inserts made here change the database.
     std::map<TableType, std::unique_ptr<SqliteStatement>> mInsertStatements;
     std::map<TableType, int> mRowCounts;
+    unsigned mFailures = 0;
 };
 
 }  // namespace velora
