@@ -54,6 +54,7 @@ void write(benchmark::State& state, int clients) {
     WriteBuffer buffer;
     Samples samples;
     size_t turn = 0;
+    const uint64_t savesBefore = fixture->service().getSaveCount();
     for (auto _ : state) {
         buffer.setValue(kValues[turn++ % 2]);
         uint64_t target = hub.total() + static_cast<uint64_t>(clients);
@@ -68,6 +69,9 @@ void write(benchmark::State& state, int clients) {
         samples.add(elapsed);
         state.SetIterationTime(std::chrono::duration<double>(elapsed).count());
     }
+    // Saves that followed the writes (one per save delay at most, not one per write).
+    state.counters["saves"] =
+        static_cast<double>(fixture->service().getSaveCount() - savesBefore);
     samples.publish(state, "write/clients:" + std::to_string(clients));
 }
 
@@ -106,6 +110,7 @@ void write_sustained(benchmark::State& state, int clients) {
     WriteBuffer buffer;
     Samples samples;
     size_t turn = 0;
+    const uint64_t savesBefore = fixture->service().getSaveCount();
     for (auto _ : state) {
         uint64_t target = hub.total() + kBurst * static_cast<uint64_t>(clients);
         Clock::time_point start = Clock::now();
@@ -123,6 +128,8 @@ void write_sustained(benchmark::State& state, int clients) {
         state.SetIterationTime(std::chrono::duration<double>(elapsed).count());
     }
     state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * kBurst));
+    state.counters["saves"] =
+        static_cast<double>(fixture->service().getSaveCount() - savesBefore);
     std::string name = "write_sustained/clients:" + std::to_string(clients);
     samples.publish(state, name);
     Result result = *Results::get().find(name);

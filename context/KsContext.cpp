@@ -124,20 +124,7 @@ void KsContext::load() {
             const char* name = port_name(port);
             std::string device = mProvider->getDeviceTuning(name);
             // Fills the provider's device list of the port, which the tuning lookup searches.
-            std::vector<std::string> available = getAvailableTuningDevice_l(port);
-            if (!available.empty() && device != kDefaultDevicePrefix + std::string(name) &&
-                std::find(available.begin(), available.end(), device) == available.end()) {
-                // A device chosen from the ones the tuning files defined then, and gone now (an
-                // OEM file replaced, a damaged row), would leave the port without a tuning; the
-                // port's default takes over, and the next save stores it. "default_<port>" is
-                // what every rebuild selects, and whether it exists is the tuning file's call.
-                std::string fallback = getDefaultTuningDevice_l(port);
-                ALOGW(
-                    "Current selected tuning dev[%s] is not available for port[%s], revert to "
-                    "use dev[%s].",
-                    device.c_str(), name, fallback.c_str());
-                device = fallback;
-            }
+            mProvider->loadDeviceTuningsForPort(port);
             if (mSelectedTuningDevices.count(port) == 0) mSelectedTuningDevices[port] = device;
             if (mSelectedTunings.count(port) == 0) {
                 Tuning* tuning = mProvider->loadTuningForDevice(device);
@@ -174,6 +161,7 @@ std::vector<KsContext::TuningUpdate> KsContext::reloadTuning_l() {
                   device.c_str(), name, fallback.c_str());
             device = fallback;
             mSelectedTuningDevices[port] = device;
+            noteChange_l();
         }
         Tuning* tuning = mProvider->loadTuningForDevice(device);
         if (tuning == nullptr) {
@@ -219,20 +207,37 @@ int KsContext::refreshTunings(const std::function<int()>& refresh) {
     return result;
 }
 
-void KsContext::save() {
+void KsContext::noteChange_l() { mChangeCount.fetch_add(1, std::memory_order_relaxed); }
+
+bool KsContext::hasUnsavedChanges() const {
     Mutex::Autolock lock(mLock);
-    mProvider->beginTransaction();
-    for (auto& profileContext : mProfileContexts) profileContext->save();
-    if (mSelectedProfileContext != nullptr) {
-        mProvider->setSelectedProfile(mSelectedProfileContext->getId());
+    return mChangeCount.load(std::memory_order_relaxed) != mSavedChangeCount;
+}
+
+int KsContext::save() {
+    Mutex::Autolock lock(mLock);
+    int result = mProvider->beginSave();
+    if (result == 0) {
+        for (auto& profileContext : mProfileContexts) profileContext->save();
+        if (mSelectedProfileContext != nullptr) {
+            mProvider->setSelectedProfile(mSelectedProfileContext->getId());
+        }
+        mProvider->setPexOn(mPexOn);
+        for (Port port : kSupportedPorts) {
+            auto it = mSelectedTuningDevices.find(port);
+            mProvider->updateDeviceTuning(port_name(port),
+                                          it == mSelectedTuningDevices.end() ? "" : it->second);
+        }
+        result = mProvider->endSave();
     }
-    mProvider->setPexOn(mPexOn);
-    for (Port port : kSupportedPorts) {
-        auto it = mSelectedTuningDevices.find(port);
-        mProvider->updateDeviceTuning(port_name(port),
-                                      it == mSelectedTuningDevices.end() ? "" : it->second);
+    if (result != 0) {
+        // Rolled back as a whole: the rows hold the last save, and the state in memory stays
+        // unsaved, so the next save writes it all again.
+        ALOGE("%s(): settings not saved (%s), kept for the next save", "save", strerror(-result));
+        return result;
     }
-    mProvider->commitTransaction();
+    mSavedChangeCount = mChangeCount.load(std::memory_order_relaxed);
+    return 0;
 }
 
 void KsContext::saveKsState() {
@@ -267,6 +272,7 @@ void KsContext::setPexOn(bool on) {
         Mutex::Autolock lock(mLock);
         if (mPexOn == on) return;
         mPexOn = on;
+        noteChange_l();
     }
     mObservable->onPexOnChanged(*this, on);
 }
@@ -287,6 +293,7 @@ void KsContext::setSelectedProfile(int profileId) {
         ProfileContext* profileContext = getProfileContext_l(profileId);
         if (profileContext == mSelectedProfileContext) return;
         mSelectedProfileContext = profileContext;
+        noteChange_l();
     }
     mObservable->onSelectedProfileChanged(*this);
 }
@@ -368,6 +375,7 @@ void KsContext::resetProfile(int profileId) {
         Mutex::Autolock lock(mLock);
         ProfileContext* profileContext = getProfileContext_l(profileId);
         profileContext->reset();
+        noteChange_l();
         if (profileContext != mSelectedProfileContext) return;
     }
     mObservable->onSelectedProfileChanged(*this);
@@ -379,6 +387,7 @@ void KsContext::resetProfileGeq(int profileId) {
         Mutex::Autolock lock(mLock);
         ProfileContext* profileContext = getProfileContext_l(profileId);
         profileContext->resetGeq();
+        noteChange_l();
         preset = profileContext->getSelectedGeqPreset();
         if (profileContext != mSelectedProfileContext || preset == nullptr) return;
     }
@@ -408,6 +417,7 @@ void KsContext::setProfileParameter(int profileId, Parameter parameter,
             Mutex::Autolock lock(mLock);
             ProfileContext* profileContext = getProfileContext_l(profileId);
             profileContext->getProfile()->setSelectedIeqPreset(static_cast<PresetType>(preset));
+            noteChange_l();
             if (profileContext != mSelectedProfileContext) return;
             inForce = profileContext->getSelectedIeqPreset();
             if (inForce == nullptr) return;
@@ -428,6 +438,7 @@ void KsContext::setProfileParameter(int profileId, Parameter parameter,
             return;
         }
         if (!apply_parameter_change(*profile, parameter, values)) return;
+        noteChange_l();
         if (profileContext != mSelectedProfileContext) return;
     }
     mObservable->onSelectedProfileParameterChanged(*this, *profile);
@@ -451,6 +462,7 @@ void KsContext::setProfileParameter(int profileId, Endpoint endpoint, Parameter 
             return;
         }
         if (!apply_parameter_change(*record, parameter, values)) return;
+        noteChange_l();
         if (profileContext != mSelectedProfileContext) return;
         // One endpoint serves every port whose tuning is made for it.
         for (const auto& [port, tuning] : mSelectedTunings) {
@@ -474,6 +486,7 @@ void KsContext::setProfileGeqParameter(int profileId, Parameter parameter,
             return;
         }
         if (!apply_parameter_change(*preset, parameter, values)) return;
+        noteChange_l();
         if (profileContext != mSelectedProfileContext) return;
     }
     mObservable->onSelectedProfileGeqChanged(*this, *preset);
@@ -578,6 +591,7 @@ bool KsContext::setSelectedTuning(Port port, const std::string& device, bool for
             ALOGW("Failed to set tuning for port[%s] as device[%s]", name, device.c_str());
             return false;
         }
+        if (mSelectedTuningDevices[port] != device) noteChange_l();
         mSelectedTuningDevices[port] = device;
         auto inForce = mSelectedTunings.find(port);
         // Devices often share a tuning; switching between them changes nothing the effect

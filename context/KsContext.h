@@ -9,6 +9,8 @@
 #include <android-base/thread_annotations.h>
 #include <utils/Mutex.h>
 
+#include <atomic>
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
@@ -73,8 +75,15 @@ class KsContext {
     // the tunings as reloadTuning() does. Returns refresh's result.
     int refreshTunings(const std::function<int()>& refresh);
 
-    // Everything, in one provider transaction.
-    void save();
+    // Everything, in one provider transaction: 0 once it is on disk, or a negative errno when
+    // the transaction could not be opened or one of its writes failed, in which case it is
+    // rolled back and the database holds the previous save.
+    int save();
+    // True while a change made to the state since the last successful save() is not on disk.
+    bool hasUnsavedChanges() const;
+    // Grows by one with every change of the state (a value, a selection, a reset); read
+    // without the lock, so that a caller can tell cheaply whether anything changed.
+    uint64_t getChangeCount() const { return mChangeCount.load(std::memory_order_relaxed); }
     void saveKsState();
     void saveKsProfile();
     // Every profile's records and the selected profile, in one transaction.
@@ -156,6 +165,7 @@ class KsContext {
     std::string getDefaultTuningDevice_l(Port port) const REQUIRES(mLock);
     std::vector<TuningUpdate> reloadTuning_l() REQUIRES(mLock);
     void notifyTuningUpdates(const std::vector<TuningUpdate>& updates);
+    void noteChange_l() REQUIRES(mLock);
     static bool isSupported(Port port, const char* caller);
 
     Provider* const mProvider;
@@ -167,6 +177,8 @@ class KsContext {
     std::map<Port, Tuning*> mSelectedTunings GUARDED_BY(mLock);
     bool mPexOn GUARDED_BY(mLock) = false;
     ProfileContext* mSelectedProfileContext GUARDED_BY(mLock) = nullptr;
+    std::atomic<uint64_t> mChangeCount{0};
+    uint64_t mSavedChangeCount GUARDED_BY(mLock) = 0;
     mutable android::Mutex mLock;
 };
 

@@ -8,7 +8,6 @@
 
 #include <fcntl.h>
 #include <log/log.h>
-#include <sqlite3.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -19,11 +18,7 @@
 #include "context/KsContext.h"
 #include "context/KsContextChangeObservable.h"
 #include "model/Port.h"
-#include "store/DamagedDatabaseFiles.h"
-#include "store/DatabaseCheck.h"
 #include "store/Provider.h"
-#include "store/ScopedTransaction.h"
-#include "store/SettingsCarryOver.h"
 #include "tuning/DeviceData.h"
 #include "tuning/TuningFileParser.h"
 
@@ -32,46 +27,6 @@ ANDROID_SINGLETON_STATIC_INSTANCE(velora::KsContextManager);
 namespace velora {
 
 using android::Mutex;
-
-namespace {
-
-// SQLite's page check reads and checks every page, which costs about half of what reading
-// every row does (docs/reliability.md): too much for every start. It runs when a journal
-// beside the database says that the last write was cut off, the moment pages are most
-// likely to have been left damaged.
-bool page_check_wanted(const std::string& dbPath) {
-    struct stat info;
-    return lstat((dbPath + "-journal").c_str(), &info) == 0 ||
-           lstat((dbPath + "-wal").c_str(), &info) == 0;
-}
-
-// How many records of a table's kind the parsed tuning file defines.
-size_t records_of(TableType table, DeviceData& data) {
-    switch (table) {
-        case TABLE_IEQ_PRESETS:
-            return data.getIeqPresets().size();
-        case TABLE_GEQ_PRESETS:
-            return data.getGeqPresets().size();
-        case TABLE_PROFILES:
-            return data.getProfiles().size();
-        case TABLE_PROFILE_ENDPOINTS:
-            return data.getProfileEndpoints().size();
-        case TABLE_TUNINGS:
-            return data.getTunings().size();
-        case TABLE_DEVICE_TUNINGS:
-            return data.getDeviceTunings().size();
-        case TABLE_CONFIGURATION:
-            break;
-    }
-    return 0;
-}
-
-bool is_lock_error(sqlite3* db) {
-    int code = db == nullptr ? SQLITE_OK : sqlite3_errcode(db) & 0xff;
-    return code == SQLITE_BUSY || code == SQLITE_LOCKED;
-}
-
-}  // namespace
 
 KsContextManager::KsContextManager() { init(); }
 
@@ -113,41 +68,13 @@ void KsContextManager::init() {
         ALOGW("%s(): already started", "init");
         return;
     }
-    start_l();
-}
-
-bool KsContextManager::retryStart() {
-    Mutex::Autolock lock(mLock);
-    if (mContext != nullptr || !mStartRetryable) return false;
-    ALOGI("%s(): the last start-up met a passing fault, starting again", "retryStart");
-    release_l();
-    start_l();
-    return mContext != nullptr;
-}
-
-std::string KsContextManager::getStartFailure() {
-    Mutex::Autolock lock(mLock);
-    return mStartFailure;
-}
-
-void KsContextManager::start_l() {
-    mStartRetryable = false;
-    mStartFailure.clear();
     std::string path = chooseTuningFile();
     struct stat fileStat;
     if (stat(path.c_str(), &fileStat) != 0) {
         ALOGE("XML Tuning file doesn't exist!!");
-        mStartFailure = "the tuning file " + path + " does not exist";
         return;
     }
-    const bool pageCheck = page_check_wanted(SystemPaths::resolve(SystemPaths::kDatabaseDir) +
-                                             Provider::kDatabaseFileName);
     mProvider = std::make_unique<Provider>();
-    if (!checkDatabase_l(path, pageCheck)) {
-        mProvider.reset();
-        mParser.reset();
-        return;
-    }
     // Loading asks for every record of every profile, each of which its own statement would
     // find by scanning its whole table; reading each table once gives the same rows.
     mProvider->setReadTablesOnce(true);
@@ -156,118 +83,10 @@ void KsContextManager::start_l() {
         mObservable = std::make_unique<KsContextChangeObservable>();
         mContext = std::make_unique<KsContext>(mProvider.get(), mObservable.get());
         mContext->load();
-    } else if (is_lock_error(mProvider->getDatabaseHelper().getConnection())) {
-        ALOGE(
-            "settings database %s is locked by another process; start-up is tried again with "
-            "the next client",
-            mProvider->getDatabaseHelper().getPath().c_str());
-        mStartFailure = "the settings database " + mProvider->getDatabaseHelper().getPath() +
-                        " is locked by another process; the next client tries again";
-        mStartRetryable = true;
-    } else {
-        mStartFailure = "the settings database " + mProvider->getDatabaseHelper().getPath() +
-                        " holds no profile; is " + path + " a complete tuning file?";
     }
-    if (mStartRetryable) {
-        mProvider.reset();
-    } else {
-        mProvider->setReadTablesOnce(false);
-    }
+    mProvider->setReadTablesOnce(false);
     // The database holds everything the parse gave now; the records can go.
     mParser.reset();
-}
-
-bool KsContextManager::checkDatabase_l(const std::string& tuningPath, bool pageCheck) {
-    DatabaseHelper& db = mProvider->getDatabaseHelper();
-    DatabaseCheck::Result check = DatabaseCheck::examine(db, pageCheck);
-    switch (check.verdict) {
-        case DatabaseCheck::kSound:
-            return true;
-        case DatabaseCheck::kUnbuilt:
-            // A first start opens a file that did not exist; one that existed and holds
-            // nothing was left by a start that failed before it wrote anything.
-            if (db.existedBeforeOpen()) {
-                ALOGW("settings database %s holds no settings, it is built from the tuning file",
-                      db.getPath().c_str());
-            }
-            return true;
-        case DatabaseCheck::kUnavailable:
-            ALOGE(
-                "settings database %s cannot be used: %s; start-up is tried again with the "
-                "next client",
-                db.getPath().c_str(), check.reason.c_str());
-            mStartRetryable = true;
-            return false;
-        case DatabaseCheck::kDamaged:
-            break;
-    }
-    return rebuildDamaged_l(tuningPath, check);
-}
-
-bool KsContextManager::rebuildDamaged_l(const std::string& tuningPath,
-                                        const DatabaseCheck::Result& check) {
-    const std::string dbPath = mProvider->getDatabaseHelper().getPath();
-    auto parser = std::make_unique<TuningFileParser>();
-    if (parser->setTuningFile(tuningPath) != 0 || parser->getDeviceData() == nullptr) {
-        // Moving the file aside would leave nothing at all to run on.
-        ALOGE(
-            "settings database %s is damaged (%s), and the tuning file %s cannot be read to "
-            "rebuild it; the database is left as it is",
-            dbPath.c_str(), check.reason.c_str(), tuningPath.c_str());
-        return false;
-    }
-    DeviceData* data = parser->getDeviceData();
-    if (!check.emptyTables.empty()) {
-        bool lost = false;
-        for (TableType table : check.emptyTables) lost = lost || records_of(table, *data) > 0;
-        // Rows the tuning file does not define were never there; a rebuild would bring
-        // nothing back.
-        if (!lost) return true;
-    }
-
-    SettingsCarryOver carried;
-    carried.readFrom(mProvider->getDatabaseHelper());
-    mProvider.reset();
-    std::string aside;
-    std::string error;
-    if (!DamagedDatabaseFiles::moveAside(dbPath, &aside, &error)) {
-        ALOGE("settings database %s is damaged (%s) and cannot be moved aside: %s", dbPath.c_str(),
-              check.reason.c_str(), error.c_str());
-        mStartFailure = "the settings database " + dbPath + " is damaged (" + check.reason +
-                        ") and cannot be moved aside: " + error;
-        return false;
-    }
-    ALOGE("settings database %s is damaged (%s); moved aside as %s and rebuilt from %s",
-          dbPath.c_str(), check.reason.c_str(), aside.c_str(), tuningPath.c_str());
-
-    mProvider = std::make_unique<Provider>();
-    if (!mProvider->getDatabaseHelper().isOpen()) {
-        ALOGE("settings database %s cannot be created", dbPath.c_str());
-        mStartFailure = "the settings database " + dbPath + " cannot be created";
-        return false;
-    }
-    data->setSignature(getSignature(tuningPath));
-    data->validateData();
-    populateDatabase(data, mProvider.get());
-    loadOemTuningLocked();
-    ALOGI("Load OEM tuning XML after default tuning XML is reloaded");
-    if (!carried.empty()) {
-        // After the OEM merge, so that a device the user chose from the OEM file is found.
-        ScopedTransaction transaction(mProvider->getDatabaseHelper());
-        SettingsCarryOver::Outcome outcome = carried.applyTo(mProvider->getDatabaseHelper());
-        if (transaction.commit() == 0) {
-            ALOGI(
-                "kept from the damaged database: %d custom rows and %d settings (%d rows and "
-                "%d settings dropped)",
-                outcome.rowsCarried, outcome.valuesCarried, outcome.rowsDropped,
-                outcome.valuesDropped);
-        } else {
-            ALOGE("settings from the damaged database could not be kept; they stay in %s",
-                  aside.c_str());
-        }
-    }
-    mParser = std::move(parser);
-    return true;
 }
 
 int KsContextManager::initDatabase(Provider* provider, const std::string& path) {
@@ -284,11 +103,16 @@ int KsContextManager::initDatabase(Provider* provider, const std::string& path) 
         mDefaultNames = std::move(names);
     }
     data->validateData();
+    // The rebuild, the OEM merge and the signature become durable together: committed
+    // apart, a stop between them would leave a matching signature over a database without
+    // the OEM rows, and no later start would merge them again.
+    provider->beginTransaction();
     populateDatabase(data, provider);
     // The OEM file is merged against the defaults it extends, so it has to follow every
     // rebuild; a failed merge leaves the rebuilt defaults in place.
     loadOemTuningLocked();
     mDefaultNames.reset();
+    provider->commitTransaction();
     ALOGI("Load OEM tuning XML after default tuning XML is reloaded");
     return 0;
 }
@@ -313,7 +137,10 @@ DeviceData* KsContextManager::loadXmlIfChanged(const std::string& path, Provider
 
 std::string KsContextManager::getChangedSignature(const std::string& path, Provider* provider) {
     std::string signature = getSignature(path);
-    return signature == provider->getDefaultXmlSignature() ? std::string() : signature;
+    // A database without tables (the first start, or one whose first filling never
+    // committed) has no signature yet; asking it would report a missing table as a fault.
+    std::string stored = provider->hasTables() ? provider->getDefaultXmlSignature() : "";
+    return signature == stored ? std::string() : signature;
 }
 
 std::string KsContextManager::getSignature(const std::string& path) {
@@ -335,7 +162,9 @@ std::string KsContextManager::getSignature(const std::string& path) {
 void KsContextManager::populateDatabase(DeviceData* data, Provider* provider) {
     // One exclusive transaction: a reader never sees a half-built database, and a crash in
     // the middle leaves the old one (with the old signature, so the next start rebuilds).
-    provider->beginTransaction();
+    // Within a transaction the caller opened, the rebuild becomes part of it.
+    const bool ownTransaction = !provider->inTransaction();
+    if (ownTransaction) provider->beginTransaction();
     provider->clear();
     provider->initDatabase();
     for (IeqPreset* preset : data->getIeqPresets()) provider->create(preset);
@@ -352,7 +181,7 @@ void KsContextManager::populateDatabase(DeviceData* data, Provider* provider) {
     }
     provider->setDefaultXmlSignature(data->getSignature());
     provider->setDefaultXmlFormatVersion(data->getFormatVersion());
-    provider->commitTransaction();
+    if (ownTransaction) provider->commitTransaction();
 }
 
 int KsContextManager::loadOemTuningLocked() {
@@ -410,8 +239,10 @@ int KsContextManager::loadOemTuningLocked() {
     const std::set<std::string>& defaultTuningNames = names.tunings;
     const std::set<std::string>& defaultDevices = names.devices;
 
-    // A replacement, not an accumulation: rows of an earlier OEM file go first.
-    mProvider->beginTransaction();
+    // A replacement, not an accumulation: rows of an earlier OEM file go first. Within the
+    // transaction of a rebuild, the merge becomes part of it.
+    const bool ownTransaction = !mProvider->inTransaction();
+    if (ownTransaction) mProvider->beginTransaction();
     mProvider->clearOemTunings();
     ALOGD("Num of parsed OEM tuning = %zu", oemData->getTunings().size());
     std::set<std::string> droppedTunings;
@@ -443,7 +274,7 @@ int KsContextManager::loadOemTuningLocked() {
             mProvider->create(deviceTuning, Provider::kOemName);
         }
     }
-    mProvider->commitTransaction();
+    if (ownTransaction) mProvider->commitTransaction();
     ALOGI("Tell database to reload cached device tuning mappings.");
     mProvider->reloadCachedDeviceTunings();
     return 0;

@@ -17,7 +17,20 @@ void ParameterValues::setDirty(bool dirty) { mDirty = dirty; }
 
 void ParameterValues::set(Parameter parameter, std::vector<int> value) {
     mValues[parameter] = std::move(value);
+    mStoredTexts.erase(parameter);
     mDirty = true;
+}
+
+void ParameterValues::setStored(Parameter parameter, std::vector<int> value,
+                                std::string storedText) {
+    mValues[parameter] = std::move(value);
+    mStoredTexts[parameter] = std::move(storedText);
+    mDirty = true;
+}
+
+const std::string* ParameterValues::getStoredText(Parameter parameter) const {
+    auto text = mStoredTexts.find(parameter);
+    return text == mStoredTexts.end() ? nullptr : &text->second;
 }
 
 bool ParameterValues::checkAndUpdate(Parameter parameter, const std::vector<int>& value) {

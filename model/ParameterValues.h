@@ -30,8 +30,17 @@ class ParameterValues {
     virtual const std::set<Parameter>& getValidParams() const = 0;
 
     // Stores a copy of value and marks the record dirty, even when the value is unchanged and
-    // whether or not the parameter belongs to this kind of record.
+    // whether or not the parameter belongs to this kind of record. The parameter's stored
+    // text, if it had one, is forgotten: the value is now the caller's.
     void set(Parameter parameter, std::vector<int> value);
+
+    // Stores a value read from the database together with the exact text it was read from,
+    // and marks the record dirty. Until the parameter is set again, saving the record writes
+    // that text back instead of the value's own text: reading a list adds an element, and
+    // writing what was read would make every restart change the database.
+    void setStored(Parameter parameter, std::vector<int> value, std::string storedText);
+    // The text the parameter's value was read from; null once the value was set otherwise.
+    const std::string* getStoredText(Parameter parameter) const;
 
     // Stores value only if the parameter is valid for this record and the value differs from
     // the stored one (length, then each element); returns whether it stored. A valid but
@@ -63,6 +72,7 @@ class ParameterValues {
     int64_t mId;
     bool mDirty;
     Values mValues;
+    std::map<Parameter, std::string> mStoredTexts;
 };
 
 }  // namespace velora

@@ -59,7 +59,9 @@ class KsManager {
     void setKsSuspended(bool suspended);
     bool getKsSuspended();
     void restoreCurrentProfiles();
-    void saveKsStateAndSettings();
+    // Saves the whole state in one transaction: 0 once it is on disk, else a negative errno
+    // (logged), the database keeping the previous save.
+    int saveKsStateAndSettings();
     void saveKsState();
     void saveKsProfile();
     void saveKsProfileSettings();
@@ -100,8 +102,6 @@ class KsManager {
     // Tuning file.
     int reloadTuningXml();
     std::string getDefaultXmlFormatVersion();
-    // Why the settings system did not start, when it tried and failed; empty otherwise.
-    std::string getStartFailure();
 
     // The state this manager works on (null before a successful init).
     KsContext* getKsContext() const { return mContext; }

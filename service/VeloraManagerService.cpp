@@ -120,7 +120,7 @@ VeloraManagerService::~VeloraManagerService() {
         mEventHandler.clear();
     }
     if (isInitialized()) {
-        mKsManager->saveKsStateAndSettings();
+        saveState();
     }
     KeyedVector<uint32_t, sp<NotificationClient>> clients;
     {
@@ -217,11 +217,25 @@ int VeloraManagerService::unregisterClient(const sp<IKptCallbacks>& callback, in
     const int32_t payload[] = {static_cast<int32_t>(kUnregisteredMarker), type,
                                static_cast<int32_t>(uid)};
     mEventHandler->sendMessage(payload, sizeof(payload), EventHandler::kWhatRegisterClient);
+    // The client's changes are on disk when this returns 0; a failed save is its result.
+    int result = 0;
     if (isInitialized()) {
-        mKsManager->saveKsStateAndSettings();
+        result = saveState();
     }
     ALOGD("%s(type = %d, uid = %u) exit", "unregisterClient", type, uid);
-    return 0;
+    return result;
+}
+
+int VeloraManagerService::saveState() {
+    mSaveCount++;
+    return mKsManager->saveKsStateAndSettings();
+}
+
+void VeloraManagerService::saveChangedState() {
+    velora::KsContext* context = mKsManager->getKsContext();
+    if (context != nullptr && context->hasUnsavedChanges()) {
+        saveState();
+    }
 }
 
 bool VeloraManagerService::hasDecCP() const { return mDecClientCount.load() != 0; }
@@ -577,8 +591,6 @@ status_t VeloraManagerService::dump(int fd, const Vector<String16>& /*args*/) {
     dprintf(fd, "Registered clients : %zu\n", getClientCount());
     if (!isInitialized()) {
         dprintf(fd, "KsManager doesn't initialize!\n");
-        const std::string failure = mKsManager->getStartFailure();
-        if (!failure.empty()) dprintf(fd, "Start-up failed : %s\n", failure.c_str());
         return NO_ERROR;
     }
     dprintf(fd, "KIV Status : %s\n", mKsManager->getKsOn() ? "ON" : "OFF");

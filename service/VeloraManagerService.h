@@ -93,6 +93,8 @@ class VeloraManagerService : public RefBase {
 
     // Clients. registerClient runs the manager's start-up on first use. Both return 0, or
     // -EINVAL for a null callback, -EEXIST when the key is taken, -ENOENT for an unknown key.
+    // unregisterClient saves the settings and returns 0 only once they are on disk; a save
+    // that failed gives its negative errno (the client is unregistered all the same).
     int registerClient(const sp<IKptCallbacks>& callback, int type, unsigned uid);
     int unregisterClient(const sp<IKptCallbacks>& callback, int type, unsigned uid);
     bool hasDecCP() const;
@@ -146,6 +148,15 @@ class VeloraManagerService : public RefBase {
     void doOnPexParamUpdate(const void* data, unsigned length);
     void removeNotificationClient(unsigned key);
 
+    // The quiet time after a change of the settings before the service saves them on its
+    // event loop; 0 saves only when a client unregisters and when the service goes.
+    static constexpr int64_t kDefaultSaveDelayMs = 1000;
+    void setSaveDelay(int64_t ms) { mSaveDelayMs.store(ms < 0 ? 0 : ms); }
+    int64_t getSaveDelay() const { return mSaveDelayMs.load(); }
+    // The saves of the whole state the service has made (after changes, on unregistration,
+    // at the end), failed ones included.
+    uint64_t getSaveCount() const { return mSaveCount.load(); }
+
     // True once the manager has started.
     bool isInitialized() const { return mInitialized.load(std::memory_order_acquire); }
 
@@ -157,6 +168,10 @@ class VeloraManagerService : public RefBase {
     bool ensureInitialized();
     // Reloads the tuning file and tells the clients; runs on the event loop.
     void reloadTuningFile();
+    // Saves the whole state: 0, or the save's negative errno.
+    int saveState();
+    // Saves the whole state when it holds changes not on disk yet; runs on the event loop.
+    void saveChangedState();
     void packAndReceiveParam(const void* in, unsigned inLength, void* out, unsigned outLength);
     bool checkPort(const char* operation, int port);
 
@@ -179,6 +194,8 @@ class VeloraManagerService : public RefBase {
     std::atomic<int64_t> mLastActiveDeviceTime{0};
     std::atomic<int64_t> mStoredDEAM{0};
     std::atomic<int32_t> mStoredDECT{0};
+    std::atomic<int64_t> mSaveDelayMs{kDefaultSaveDelayMs};
+    std::atomic<uint64_t> mSaveCount{0};
 
     friend class EventHandler;
     friend class NotificationClient;

@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "context/KsContext.h"
 #include "model/Port.h"
 #include "service/KsManager.h"
 #include "service/PackedBuffer.h"
@@ -137,13 +138,43 @@ void VeloraManagerService::EventHandler::onMessageReceived(const sp<AMessage>& m
         case kWhatReloadTuning:
             // Tells the clients itself, and only when the reload worked.
             mService->reloadTuningFile();
+            noteStateChanges();
+            return;
+        case kWhatSave:
+            onSaveDue();
             return;
         default:
             data = nullptr;
             length = 0;
             break;
     }
+    noteStateChanges();
     mService->doOnPexParamUpdate(data, length);
+}
+
+void VeloraManagerService::EventHandler::noteStateChanges() {
+    if (!mService->isInitialized()) return;
+    velora::KsContext* context = mKsManager->getKsContext();
+    const uint64_t changes = context != nullptr ? context->getChangeCount() : 0;
+    if (changes == mSeenChangeCount) return;
+    mSeenChangeCount = changes;
+    requestSave();
+}
+
+void VeloraManagerService::EventHandler::requestSave() {
+    const int64_t delayMs = mService->getSaveDelay();
+    // The save is due one delay after the first change it carries; later changes go with it
+    // rather than move it, so a steady stream of writes (a slider being dragged) is saved once
+    // per delay instead of never or on every write.
+    if (mSavePending || delayMs <= 0) return;
+    mSavePending = true;
+    sp<AMessage> msg = new AMessage(kWhatSave, this);
+    msg->post(delayMs * 1000);
+}
+
+void VeloraManagerService::EventHandler::onSaveDue() {
+    mSavePending = false;
+    mService->saveChangedState();
 }
 
 void VeloraManagerService::EventHandler::parseAndSendParam(void* buffer, unsigned length) {

@@ -37,6 +37,9 @@ class VeloraManagerService::EventHandler : public AHandler {
     static constexpr uint32_t kWhatReloadTuning = fourcc("rltf");
     // A marker that tells a waiting flush() that every message posted before it is handled.
     static constexpr uint32_t kWhatFlush = fourcc("flsh");
+    // The save that follows changes of the state by the save delay. At most one is pending;
+    // changes made while it waits are saved with it.
+    static constexpr uint32_t kWhatSave = fourcc("save");
 
     // Commands of the packed set buffer (word 0; the number sits in the top byte).
     static constexpr uint32_t kSetPexOn = 0x00000000;
@@ -71,6 +74,13 @@ class VeloraManagerService::EventHandler : public AHandler {
     void onMessageReceived(const sp<AMessage>& msg) override;
 
   private:
+    // Called after every message: when the state changed, a save is requested.
+    void noteStateChanges();
+    // Posts the save to run one save delay from now, unless one is pending already (or the
+    // delay is 0). Looper thread only.
+    void requestSave();
+    void onSaveDue();
+
     sp<ALooper> mLooper;
     velora::KsManager* const mKsManager;
     VeloraManagerService* const mService;
@@ -81,6 +91,10 @@ class VeloraManagerService::EventHandler : public AHandler {
     Condition mFlushed;
     int64_t mFlushRequested GUARDED_BY(mFlushLock) = 0;
     int64_t mFlushHandled GUARDED_BY(mFlushLock) = 0;
+
+    // Looper thread only.
+    uint64_t mSeenChangeCount = 0;
+    bool mSavePending = false;
 };
 
 }  // namespace android

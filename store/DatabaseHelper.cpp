@@ -7,12 +7,8 @@
 #include "store/DatabaseHelper.h"
 
 #include <log/log.h>
-#include <sys/stat.h>
 
 #include <algorithm>
-#include <atomic>
-#include <cerrno>
-#include <cstring>
 #include <filesystem>
 #include <optional>
 #include <system_error>
@@ -29,30 +25,6 @@ namespace velora {
 namespace {
 
 constexpr const char* kDefaultCustomName = "default";
-
-// Long enough for another process's short write (a backup, an inspection) to finish, short
-// enough that a client's call does not seem to hang while a lock is held for good.
-std::atomic<int> gBusyTimeoutMs{1000};
-
-// What stands at the database path when it is neither absent nor a regular file (directly or
-// through a symbolic link); empty when SQLite may open or create it. A link to nothing would
-// make SQLite create the database wherever the link points.
-std::string path_problem(const std::string& path, bool* exists) {
-    struct stat info;
-    *exists = false;
-    if (lstat(path.c_str(), &info) != 0) return std::string();
-    *exists = true;
-    if (S_ISLNK(info.st_mode)) {
-        struct stat target;
-        if (stat(path.c_str(), &target) != 0) {
-            return std::string("a symbolic link to nothing (") + std::strerror(errno) + ")";
-        }
-        info = target;
-    }
-    if (S_ISDIR(info.st_mode)) return "a folder";
-    if (!S_ISREG(info.st_mode)) return "not a regular file";
-    return std::string();
-}
 
 // The layout of one table: the record's own fields (column name and the key of the line of
 // the record's storage text that fills it), then one column per parameter of the record's
@@ -128,24 +100,14 @@ DatabaseHelper::DatabaseHelper(const std::string& dbName)
         ALOGW("cannot create the database folder %s: %s", mDirectory.c_str(),
               error.message().c_str());
     }
-    mPathProblem = path_problem(mPath, &mExistedBeforeOpen);
-    if (!mPathProblem.empty()) return;
     int rc = sqlite3_open_v2(mPath.c_str(), &mDb,
                              SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_FULLMUTEX,
                              nullptr);
     if (rc != SQLITE_OK) {
         sqlite3_close_v2(mDb);
         mDb = nullptr;
-        return;
     }
-    // Without it a statement fails at once when another process reads the file, and a save
-    // that meets a reader would be lost.
-    sqlite3_busy_timeout(mDb, gBusyTimeoutMs.load());
 }
-
-void DatabaseHelper::setBusyTimeout(int milliseconds) { gBusyTimeoutMs.store(milliseconds); }
-
-int DatabaseHelper::getBusyTimeout() { return gBusyTimeoutMs.load(); }
 
 DatabaseHelper::~DatabaseHelper() {
     // The statements kept go before the connection.
@@ -189,7 +151,7 @@ std::vector<std::string> DatabaseHelper::getColumnNames(TableType type) {
     return names;
 }
 
-std::string DatabaseHelper::buildColumnString(TableType type) {
+std::string DatabaseHelper::buildColumnString(TableType type) const {
     std::string columns = " (";
     bool first = true;
     for (const std::string& name : getColumnNames(type)) {
@@ -210,6 +172,13 @@ void DatabaseHelper::clear() {
     for (TableType type : kDropOrder) {
         execSQL(std::string("DROP TABLE IF EXISTS ") + kTableNames[type]);
     }
+}
+
+bool DatabaseHelper::hasTables() {
+    if (mDb == nullptr) return true;
+    SqliteStatement statement;
+    if (statement.prepare(mDb, "SELECT 1 FROM sqlite_master LIMIT 1") != SQLITE_OK) return true;
+    return statement.step() != SQLITE_DONE;
 }
 
 int DatabaseHelper::beginTransaction() { return execSQL("BEGIN EXCLUSIVE"); }
@@ -242,19 +211,38 @@ int DatabaseHelper::execSQL(const std::string& sql) {
     mRowCounts.clear();
     if (mDb == nullptr) {
         ALOGE("the db is not open...");
+        ++mFailures;
         return 1;
     }
     SqliteStatement statement;
     if (statement.prepare(mDb, sql) != SQLITE_OK) {
         ALOGD("failed to prepare SQL : %s", sql.c_str());
+        ++mFailures;
         return 1;
     }
     if (statement.step() != SQLITE_DONE) {
         ALOGE("failed to exec SQL: %s", sql.c_str());
+        ++mFailures;
         return 1;
     }
     return 0;
 }
+
+namespace {
+
+// The text the parameter was read from, while it still reads as the record's value. The
+// check guards against a value changed in place, past the record's setters.
+const std::string* unchangedStoredText(const ParameterValues* record, Parameter parameter) {
+    const std::string* text = record != nullptr ? record->getStoredText(parameter) : nullptr;
+    if (text == nullptr) return nullptr;
+    auto value = record->getValues().find(parameter);
+    if (value == record->getValues().end() || value->second != string_2_int_vector(*text)) {
+        return nullptr;
+    }
+    return text;
+}
+
+}  // namespace
 
 long long DatabaseHelper::newRowId(TableType table) {
     // Inside a transaction no one else writes, so a table's count, once asked, is kept and
@@ -267,8 +255,14 @@ long long DatabaseHelper::newRowId(TableType table) {
     return static_cast<long long>(count) + 1;
 }
 
-void DatabaseHelper::insertRecordText(TableType table, const std::string& recordText,
-                                      const std::string& customName, long long id) {
+void DatabaseHelper::applyColumnText(ParameterValues& record, Parameter parameter,
+                                     const std::string& text) {
+    record.setStored(parameter, string_2_int_vector(text), text);
+}
+
+void DatabaseHelper::insertRecord(TableType table, const ParameterValues* record,
+                                  const std::string& recordText, const std::string& customName,
+                                  long long id) {
     // The storage text is one key=value line per field; the first line is the record's id,
     // which the row does not take from the text. Keying the values by their line lets a
     // field the record lacks be written as NULL in its own column instead of shifting
@@ -287,10 +281,17 @@ void DatabaseHelper::insertRecordText(TableType table, const std::string& record
 
     const TableLayout& columns = layout_of(table);
     std::vector<const char*> keys;
-    for (const auto& own : columns.ownColumns) keys.push_back(own.second);
+    // Per key, the text a parameter was read from while it is still the record's value.
+    std::vector<const std::string*> storedTexts;
+    for (const auto& own : columns.ownColumns) {
+        keys.push_back(own.second);
+        storedTexts.push_back(nullptr);
+    }
     if (columns.parameters != nullptr) {
         for (Parameter parameter : *columns.parameters) {
-            if (has_column(parameter)) keys.push_back(kParameterNames[parameter]);
+            if (!has_column(parameter)) continue;
+            keys.push_back(kParameterNames[parameter]);
+            storedTexts.push_back(unchangedStoredText(record, parameter));
         }
     }
     std::vector<std::optional<std::string>> values{customName};
@@ -304,9 +305,10 @@ void DatabaseHelper::insertRecordText(TableType table, const std::string& record
     std::map<std::string, std::string> fields;
     if (next == lines.size()) {
         next = 0;
-        for (const char* key : keys) {
-            if (next < lines.size() && lines[next].first == key) {
-                values.emplace_back(std::move(lines[next++].second));
+        for (size_t k = 0; k < keys.size(); ++k) {
+            if (next < lines.size() && lines[next].first == keys[k]) {
+                std::string& text = lines[next++].second;
+                values.emplace_back(storedTexts[k] != nullptr ? *storedTexts[k] : std::move(text));
             } else {
                 values.emplace_back();
                 ++missing;
@@ -314,14 +316,15 @@ void DatabaseHelper::insertRecordText(TableType table, const std::string& record
         }
     } else {
         for (auto& line : lines) fields[line.first] = std::move(line.second);
-        for (const char* key : keys) {
-            auto field = fields.find(key);
+        for (size_t k = 0; k < keys.size(); ++k) {
+            auto field = fields.find(keys[k]);
             if (field == fields.end()) {
                 values.emplace_back();
                 ++missing;
                 continue;
             }
-            values.emplace_back(std::move(field->second));
+            values.emplace_back(storedTexts[k] != nullptr ? *storedTexts[k]
+                                                          : std::move(field->second));
             fields.erase(field);
         }
     }
@@ -400,7 +403,7 @@ void DatabaseHelper::insertValue(IeqPreset* preset, const std::string& customNam
         ALOGE("invalide value");
         return;
     }
-    insertRecordText(TABLE_IEQ_PRESETS, preset->toString(), customName,
+    insertRecord(TABLE_IEQ_PRESETS, preset, preset->toString(), customName,
                      newRowId(TABLE_IEQ_PRESETS));
 }
 
@@ -413,7 +416,7 @@ void DatabaseHelper::insertValue(GeqPreset* preset, const std::string& customNam
         id = newRowId(TABLE_GEQ_PRESETS);
         preset->setId(id);
     }
-    insertRecordText(TABLE_GEQ_PRESETS, preset->toString(), customName, id);
+    insertRecord(TABLE_GEQ_PRESETS, preset, preset->toString(), customName, id);
 }
 
 void DatabaseHelper::insertValue(Profile* profile, const std::string& customName, long long id) {
@@ -425,7 +428,7 @@ void DatabaseHelper::insertValue(Profile* profile, const std::string& customName
         id = newRowId(TABLE_PROFILES);
         profile->setId(id);
     }
-    insertRecordText(TABLE_PROFILES, profile->toString(), customName, id);
+    insertRecord(TABLE_PROFILES, profile, profile->toString(), customName, id);
 }
 
 void DatabaseHelper::insertValue(ProfileEndpoint* endpoint, const std::string& customName,
@@ -438,7 +441,7 @@ void DatabaseHelper::insertValue(ProfileEndpoint* endpoint, const std::string& c
         id = newRowId(TABLE_PROFILE_ENDPOINTS);
         endpoint->setId(id);
     }
-    insertRecordText(TABLE_PROFILE_ENDPOINTS, endpoint->toString(), customName, id);
+    insertRecord(TABLE_PROFILE_ENDPOINTS, endpoint, endpoint->toString(), customName, id);
 }
 
 void DatabaseHelper::insertValue(Tuning* tuning, const std::string& customName) {
@@ -446,7 +449,7 @@ void DatabaseHelper::insertValue(Tuning* tuning, const std::string& customName) 
         ALOGE("invalid value");
         return;
     }
-    insertRecordText(TABLE_TUNINGS, tuning->toString(), customName, newRowId(TABLE_TUNINGS));
+    insertRecord(TABLE_TUNINGS, tuning, tuning->toString(), customName, newRowId(TABLE_TUNINGS));
 }
 
 void DatabaseHelper::insertValue(DeviceTuning* deviceTuning, const std::string& customName) {
@@ -454,7 +457,7 @@ void DatabaseHelper::insertValue(DeviceTuning* deviceTuning, const std::string& 
         ALOGE("invalid value");
         return;
     }
-    insertRecordText(TABLE_DEVICE_TUNINGS, deviceTuning->toString(), customName,
+    insertRecord(TABLE_DEVICE_TUNINGS, nullptr, deviceTuning->toString(), customName,
                      newRowId(TABLE_DEVICE_TUNINGS));
 }
 
@@ -480,10 +483,15 @@ void DatabaseHelper::applyColumn(ParameterValues* record, const ColumnRole& role
                                  const StoredCell& cell, const OwnColumnReader& ownColumn) {
     if (role.skipped) return;
     if (cell.type == SQLITE_NULL) return;  // a value the stored record did not have
+    // No column of a record's own fields is named like a parameter.
+    if (role.parameter && cell.type != SQLITE_INTEGER) {
+        applyColumnText(*record, *role.parameter, cell.text);
+        return;
+    }
     std::vector<int> values = cell.type == SQLITE_INTEGER
                                   ? std::vector<int>{static_cast<int>(cell.integer)}
                                   : string_2_int_vector(cell.text);
-    // No column of a record's own fields is named like a parameter.
+    // An integer is no stored text to write back: the value is written as it reads.
     if (role.parameter) {
         record->set(*role.parameter, std::move(values));
     } else if (ownColumn) {
@@ -853,11 +861,11 @@ std::set<DeviceTuning*> DatabaseHelper::queryDeviceTunings(const std::string& po
     return result;
 }
 
-bool DatabaseHelper::forEachConfigurationValue(
+void DatabaseHelper::forEachConfigurationValue(
     const std::string& key, const std::function<void(const std::string&)>& visit) {
     if (mDb == nullptr) {
         ALOGE("the database is not connected");
-        return false;
+        return;
     }
     bool read = forEachStoredRow(TABLE_CONFIGURATION, {{"key", key}},
                                  [&visit](TableRows& stored, size_t row) {
@@ -867,13 +875,13 @@ bool DatabaseHelper::forEachConfigurationValue(
                                          }
                                      }
                                  });
-    if (read) return true;
+    if (read) return;
     std::string sql = std::string("SELECT value FROM ") + kTableNames[TABLE_CONFIGURATION] +
                       " WHERE key='" + escape_sql_quotes(key) + "'";
     SqliteStatement statement;
     if (statement.prepare(mDb, sql) != SQLITE_OK) {
         ALOGE("failed to prepare sql: %s, line %d", sql.c_str(), __LINE__);
-        return false;
+        return;
     }
     int rc;
     while ((rc = statement.step()) == SQLITE_ROW) {
@@ -881,9 +889,7 @@ bool DatabaseHelper::forEachConfigurationValue(
     }
     if (rc != SQLITE_DONE) {
         ALOGE("Unknow error... %d", __LINE__);
-        return false;
     }
-    return true;
 }
 
 bool DatabaseHelper::queryPexStatus(const std::string& key) {
@@ -892,13 +898,12 @@ bool DatabaseHelper::queryPexStatus(const std::string& key) {
         return false;
     }
     // On unless a row says otherwise; texts other than "true" and "false" change nothing.
-    // State that cannot be read is off, as without a connection: "on" would be a guess.
     bool on = true;
-    bool read = forEachConfigurationValue(key, [&on](const std::string& value) {
+    forEachConfigurationValue(key, [&on](const std::string& value) {
         if (value == "false") on = false;
         if (value == "true") on = true;
     });
-    return read && on;
+    return on;
 }
 
 std::string DatabaseHelper::querySelectedProfile(const std::string& key) {

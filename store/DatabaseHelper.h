@@ -34,7 +34,9 @@ class SqliteStatement;
 //
 // A record is written by placing the values of its toString() text into an INSERT in the
 // order of the table's columns, every value between single quotes as TEXT; it is read back
-// with SELECT *, each column mapped to a Parameter through its name. Statements are plain
+// with SELECT *, each column mapped to a Parameter through its name. A value that was read
+// and not replaced since is written back as the exact text it was read from, so saving
+// what was loaded never changes a row. Statements are plain
 // text without bound parameters; a single quote inside a value is doubled so that names
 // with apostrophes round-trip. A parameter the record does not hold is written as NULL in
 // its column, and NULL columns are skipped on reading, so incomplete records are stored
@@ -56,17 +58,7 @@ class DatabaseHelper {
     DatabaseHelper(const DatabaseHelper&) = delete;
     DatabaseHelper& operator=(const DatabaseHelper&) = delete;
 
-    // How long a statement waits for a lock that another connection holds before it fails
-    // with SQLITE_BUSY; applies to helpers constructed afterwards. Hosts and tests shorten it.
-    static void setBusyTimeout(int milliseconds);
-    static int getBusyTimeout();
-
     bool isOpen() const { return mDb != nullptr; }
-    // Why the file was not opened when something other than a database file stands at its
-    // path (a folder, a symbolic link to nothing); empty otherwise.
-    const std::string& getPathProblem() const { return mPathProblem; }
-    // True when the file existed before this helper opened it.
-    bool existedBeforeOpen() const { return mExistedBeforeOpen; }
     // The host path of the database file.
     const std::string& getPath() const { return mPath; }
     // The connection, for diagnostics (statement tracing); null when not open.
@@ -76,7 +68,7 @@ class DatabaseHelper {
     int init();
     int createTable(TableType type);
     // " (" + the table's column declarations + ")".
-    static std::string buildColumnString(TableType type);
+    std::string buildColumnString(TableType type) const;
     // The table's column names in order.
     static std::vector<std::string> getColumnNames(TableType type);
     // Drops every table.
@@ -86,6 +78,16 @@ class DatabaseHelper {
     int beginTransaction();
     int commitTransaction();
     int rollbackTransaction();
+    // False only for a database known to hold no table at all: one created just now, or
+    // whose first filling never committed. Whatever cannot be read counts as holding tables,
+    // so that its failures are reported where it is read.
+    bool hasTables();
+    // True while a transaction is open on the connection.
+    bool inTransaction() const { return mDb != nullptr && sqlite3_get_autocommit(mDb) == 0; }
+    // The number of statements execSQL could not run since the database was opened; a
+    // caller compares it before and after a series of writes to learn whether all of them
+    // reached the database.
+    unsigned getFailureCount() const { return mFailures; }
 
     // Number of rows of table, -1 on any failure (missing table, no connection).
     int getRowCount(const std::string& table);
@@ -142,6 +144,12 @@ class DatabaseHelper {
     // forgets what was read. Loading the whole state at start-up asks for this.
     void setReadTablesOnce(bool on);
 
+    // Reads one parameter column's stored text into record: the value as the text reads
+    // (a list with its trailing element) and the text itself, which a later save of the
+    // record writes back unchanged while the value stays the one read.
+    static void applyColumnText(ParameterValues& record, Parameter parameter,
+                                const std::string& text);
+
   private:
     // Handles a column of the record's own (non-parameter) fields; true when it was one.
     using OwnColumnReader = std::function<bool(const std::string& column, const std::string& text,
@@ -197,26 +205,26 @@ class DatabaseHelper {
     void readRecord(TableType table, const KeyValues& keys, const std::set<std::string>& keyColumns,
                     ParameterValues* record, const OwnColumnReader& ownColumn,
                     bool reportPrepareResult);
-    // Builds and runs the INSERT of a record's storage text into table.
-    void insertRecordText(TableType table, const std::string& recordText,
-                          const std::string& customName, long long id);
+    // Builds and runs the INSERT of a record into table: its storage text, except that a
+    // parameter still holding the value it was read with is written as the text it was read
+    // from.
+    void insertRecord(TableType table, const ParameterValues* record,
+                      const std::string& recordText, const std::string& customName,
+                      long long id);
     long long newRowId(TableType table);
     // The INSERT of a row: _id, then the text (or NULL) of every other column in order.
     void insertRow(TableType table, long long id,
                    const std::vector<std::optional<std::string>>& values);
     static std::string insertText(TableType table, long long id,
                                   const std::vector<std::optional<std::string>>& values);
-    // Calls visit with the value of every row of key, in row order; false when the rows
-    // could not all be read.
-    bool forEachConfigurationValue(const std::string& key,
+    // Calls visit with the value of every row of key, in row order.
+    void forEachConfigurationValue(const std::string& key,
                                    const std::function<void(const std::string&)>& visit);
     void updateConfiguration(const std::string& key, const std::string& value);
 
     std::string mDbName;
     std::string mDirectory;
     std::string mPath;
-    std::string mPathProblem;
-    bool mExistedBeforeOpen = false;
     sqlite3* mDb = nullptr;
     std::map<std::string, Parameter> mColumnNameMap;
     bool mReadTablesOnce = false;
@@ -229,6 +237,7 @@ class DatabaseHelper {
     // Kept while only the inserts made here change the database.
     std::map<TableType, std::unique_ptr<SqliteStatement>> mInsertStatements;
     std::map<TableType, int> mRowCounts;
+    unsigned mFailures = 0;
 };
 
 }  // namespace velora

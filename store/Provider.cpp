@@ -301,6 +301,23 @@ void Provider::beginTransaction() { mDb->beginTransaction(); }
 
 void Provider::commitTransaction() { mDb->commitTransaction(); }
 
+int Provider::beginSave() {
+    if (!mDb->isOpen()) {
+        ALOGE("%s(): the database is not open", "beginSave");
+        return -ENODEV;
+    }
+    if (mDb->beginTransaction() != 0) return -EBUSY;
+    mFailuresBeforeSave = mDb->getFailureCount();
+    return 0;
+}
+
+int Provider::endSave() {
+    if (mDb->getFailureCount() == mFailuresBeforeSave && mDb->commitTransaction() == 0) return 0;
+    // A failed COMMIT may have ended the transaction already.
+    if (mDb->inTransaction()) mDb->rollbackTransaction();
+    return -EIO;
+}
+
 void Provider::setDefaultXmlSignature(const std::string& signature) {
     mDb->insertConfigurationValue(kSignature, signature);
     mDb->insertConfigurationValue(kSelectedProfile, "0");

@@ -117,6 +117,17 @@ class Provider {
     // While on, loading reads each table once instead of once per record (see
     // DatabaseHelper::setReadTablesOnce); the records come out the same.
     void setReadTablesOnce(bool on) { mDb->setReadTablesOnce(on); }
+    // A save of the current state as one unit: beginSave() opens the transaction (0, or
+    // -ENODEV without a database, -EBUSY when it cannot start); endSave() commits it when
+    // every write since beginSave() succeeded and otherwise rolls it back, so that a save
+    // never leaves a row deleted and not written again (0, or -EIO).
+    int beginSave();
+    int endSave();
+    // False for a database that holds no table yet (see DatabaseHelper::hasTables).
+    bool hasTables() { return mDb->hasTables(); }
+    // True while a transaction is open, so that a bulk write can join it instead of
+    // committing on its own.
+    bool inTransaction() const { return mDb->inTransaction(); }
 
     // The helper underneath, for diagnostics and tests.
     DatabaseHelper& getDatabaseHelper() { return *mDb; }
@@ -142,6 +153,7 @@ class Provider {
     void clearDeviceTuningCache();
 
     std::unique_ptr<DatabaseHelper> mDb;
+    unsigned mFailuresBeforeSave = 0;
     int mNumOfProfiles = 0;
     std::vector<ProfileRecords> mProfiles;
     std::unique_ptr<IeqPreset> mIeqPresets[kPresetTypeCount];

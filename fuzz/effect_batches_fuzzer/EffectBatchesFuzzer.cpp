@@ -45,7 +45,8 @@ volatile int32_t gSink;
 void walk_batch(const std::string& bytes) {
     // A vector of words keeps the batch aligned; the parser is given the exact byte size.
     std::vector<int32_t> words((bytes.size() + 3) / 4);
-    memcpy(words.data(), bytes.data(), std::min(bytes.size(), words.size() * 4));
+    if (!words.empty())
+        memcpy(words.data(), bytes.data(), std::min(bytes.size(), words.size() * 4));
     const void* data = words.empty() ? nullptr : words.data();
     const uint32_t size = static_cast<uint32_t>(bytes.size());
 

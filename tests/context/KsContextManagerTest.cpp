@@ -121,6 +121,20 @@ TEST_F(KsContextManagerTest, FirstStartFillsTheDatabaseFromTheDefaultFile) {
     }
     EXPECT_EQ(store.getDeviceTuning("other"), "");
 
+    // The database that did not exist yet is no fault; a signature that cannot be read from
+    // a database that has tables is one.
+    const std::string kSignatureQuery =
+        "failed to prepare sql: SELECT value FROM configuration WHERE key='signature'";
+    const auto signatureFailures = [&log, &kSignatureQuery]() {
+        size_t count = 0;
+        for (const auto& line : log.lines()) count += line.message.rfind(kSignatureQuery, 0) == 0;
+        return count;
+    };
+    EXPECT_EQ(signatureFailures(), 0u) << log.dump();
+    store.getDatabaseHelper().execSQL("DROP TABLE configuration");
+    KsContextManager damaged;
+    EXPECT_EQ(signatureFailures(), 1u);
+
     // Released, the manager is an empty shell.
     EXPECT_EQ(manager.release(), 0);
     EXPECT_EQ(manager.getKsContext(), nullptr);

@@ -10,13 +10,17 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <hidl/Status.h>
+#include <sqlite3.h>
+#include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdint>
 #include <future>
 #include <string>
 #include <vector>
 
+#include "store/StoreTestSupport.h"
 #include "ServiceTestSupport.h"
 #include "common/SystemPaths.h"
 #include "context/KsContext.h"
@@ -277,22 +281,78 @@ TEST_F(ServiceEndToEndTest, ReloadRequestsWaitingOnTheLoopJoinIntoOne) {
     EXPECT_EQ(log.countMessage("Tell KsContextManager to reload tuning XML."), 2u);
 }
 
-TEST_F(ServiceEndToEndTest, UnregistrationTellsTheOthersAndSavesTheSettings) {
+TEST_F(ServiceEndToEndTest, UnregistrationTellsTheOthersAndReportsWhetherTheSaveReachedTheDisk) {
+    LogCapture log;
+    mService->setSaveDelay(0);
     ASSERT_EQ(mService->registerClient(mA, 0, 1), 0);
     ASSERT_TRUE(mLogA.waitFor(1));
     ASSERT_EQ(mService->registerClient(mB, 0, 2), 0);
+    ASSERT_EQ(mService->registerClient(mA, 0, 3), 0);
     send(words_to_bytes({0x01000000, 0, 1, 107, 5}));
-    ASSERT_TRUE(mLogA.waitFor(3));
-    ASSERT_EQ(mService->unregisterClient(mA, 0, 1), 0);
-    // b: its registration, the write, the unregistration.
-    ASSERT_TRUE(mLogB.waitFor(3));
-    EXPECT_EQ(mLogB.buffers().back(), unregistered(0, 1));
-    EXPECT_EQ(mLogA.count(), 3u);
+    ASSERT_TRUE(mLogA.waitFor(4));
+    const auto storedAmount = [this]() {
+        velora::KsContextManager reader;  // a second start-up over the same database
+        return first(reader.getKsContext()->getProfileParameter(1, velora::ieq_amount));
+    };
+    const int before = storedAmount();
+    ASSERT_NE(before, 5);
 
-    // A second start-up over the same database, while the service still runs.
-    velora::KsContextManager reader;
-    ASSERT_NE(reader.getKsContext(), nullptr);
-    EXPECT_EQ(first(reader.getKsContext()->getProfileParameter(1, velora::ieq_amount)), 5);
+    // A write that fails half-way rolls the whole save back; the change waits for the next.
+    const std::string path = mSettings.root().hostPath("/data/vendor/velora/kiv_sqlite3.db");
+    sqlite3* other = nullptr;
+    ASSERT_EQ(sqlite3_open(path.c_str(), &other), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(other, "ALTER TABLE geq_presets RENAME TO moved", 0, 0, 0), SQLITE_OK);
+    EXPECT_EQ(mService->unregisterClient(mA, 0, 3), -EIO);
+    EXPECT_TRUE(log.contains("KsContext", ANDROID_LOG_ERROR,
+                             "save(): settings not saved (Input/output error), kept for the "
+                             "next save"));
+    ASSERT_EQ(sqlite3_exec(other, "ALTER TABLE moved RENAME TO geq_presets", 0, 0, 0), SQLITE_OK);
+    sqlite3_close(other);
+    EXPECT_EQ(storedAmount(), before);
+
+    ASSERT_EQ(mService->unregisterClient(mA, 0, 1), 0);
+    // b: its own registration and a's second, the write, the two unregistrations.
+    ASSERT_TRUE(mLogB.waitFor(5));
+    EXPECT_EQ(mLogB.buffers().back(), unregistered(0, 1));
+    EXPECT_EQ(storedAmount(), 5);
+}
+
+TEST_F(ServiceEndToEndTest, ChangesAreSavedOneDelayAfterTheyCameAndAStormSavesOncePerDelay) {
+    constexpr int kDelayMs = 100;
+    constexpr int kWrites = 200;
+    mService->setSaveDelay(kDelayMs);
+    ASSERT_EQ(mService->registerClient(mA, 0, 1), 0);
+    ASSERT_TRUE(mLogA.waitFor(1));
+    const std::string path = mSettings.root().hostPath("/data/vendor/velora/kiv_sqlite3.db");
+    const auto storedAmount = [&path]() {
+        const std::vector<velora::testing::Row> rows = velora::testing::table_rows(
+            path, "profiles", "profile_id='2' AND custom_name='custom'");
+        return rows.empty() ? std::string() : velora::testing::cell(rows[0], "ieq_amount");
+    };
+    const auto waitForStored = [&](const std::string& text) {
+        for (int i = 0; i < 30000 && storedAmount() != text; ++i) usleep(1000);
+        return storedAmount() == text;
+    };
+
+    const auto start = std::chrono::steady_clock::now();
+    for (int i = 1; i <= kWrites; ++i) send(words_to_bytes({0x01000000, 0, 2, 107, i % 16}));
+    ASSERT_TRUE(mLogA.waitFor(1 + kWrites));
+    ASSERT_TRUE(waitForStored(std::to_string(kWrites % 16) + ","));
+    const auto took = std::chrono::duration_cast<std::chrono::milliseconds>(
+        std::chrono::steady_clock::now() - start);
+    EXPECT_GE(mService->getSaveCount(), 1u);
+    EXPECT_LE(mService->getSaveCount(), static_cast<uint64_t>(took.count() / kDelayMs + 2))
+        << took.count() << " ms";
+
+    // Without a delay only the save points save: a save posted by the change would run
+    // before the marker that follows it.
+    mService->setSaveDelay(0);
+    const uint64_t saves = mService->getSaveCount();
+    send(words_to_bytes({0x01000000, 0, 2, 107, 1}));
+    send(words_to_bytes({0x05000000, 0, 0}));
+    ASSERT_TRUE(mLogA.waitFor(3 + kWrites));
+    EXPECT_EQ(mService->getSaveCount(), saves);
+    EXPECT_EQ(storedAmount(), std::to_string(kWrites % 16) + ",");
 }
 
 TEST_F(ServiceEndToEndTest, DestructionAppliesPendingWritesSavesAndANewServiceSeesIt) {

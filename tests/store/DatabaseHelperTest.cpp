@@ -356,6 +356,38 @@ TEST_F(DatabaseHelperTest, UpdatesRewriteTheCustomRowWithNullsAndNeverTouchDefau
               read.getValues());
 }
 
+// A value read and not replaced since is written back as the text it was read from, whatever
+// row it came from; a replaced one, or one changed in place, is written from the value.
+TEST_F(DatabaseHelperTest, SavesWriteBackTheTextAValueWasReadFromUntilItIsReplaced) {
+    SecondConnection writer(root.hostPath(kDbFile), /*readOnly=*/false);
+    ASSERT_EQ(SQLITE_OK,
+              writer.exec("INSERT INTO profiles (_id, custom_name, profile_id, name, ieq_amount, "
+                          "ieq_enable, volume_modeler_enable, custom_drc_metadata) VALUES "
+                          "(1, 'default', '0', 'P', '4,', '1,0,0,', '', '1,2,'),"
+                          "(2, 'custom', '0', 'P', '4,0,', ' 7 ,x,', '3,', '1,2,')"));
+    Profile profile(0, "", PRESET_OFF);
+    db->queryProfileValue("0", "custom", &profile);
+    EXPECT_EQ((std::vector<int>{4, 0, 0}), profile.lookup(ieq_amount));  // a grown row
+    profile.set(volume_modeler_enable, {3});  // replaced, even by an equal value
+    profile.lookup(custom_drc_metadata).push_back(9);  // changed in place
+    db->updateProfileValue(&profile, "custom");
+    Row saved = rows("profiles", "custom_name='custom'").at(0);
+    EXPECT_EQ("4,0,", cell(saved, "ieq_amount"));
+    EXPECT_EQ(" 7 ,x,", cell(saved, "ieq_enable"));
+    EXPECT_EQ("3,", cell(saved, "volume_modeler_enable"));
+    EXPECT_EQ("1,2,0,9,", cell(saved, "custom_drc_metadata"));
+
+    // A reset reads the default row: its texts are what the custom row gets.
+    db->queryProfileValue("0", "default", &profile);
+    db->updateProfileValue(&profile, "custom");
+    saved = rows("profiles", "custom_name='custom'").at(0);
+    EXPECT_EQ("4,", cell(saved, "ieq_amount"));
+    EXPECT_EQ("1,0,0,", cell(saved, "ieq_enable"));
+    EXPECT_EQ("", cell(saved, "volume_modeler_enable"));
+    EXPECT_EQ("1,2,", cell(saved, "custom_drc_metadata"));
+    EXPECT_EQ("2", cell(saved, "_id"));
+}
+
 TEST_F(DatabaseHelperTest, ConfigurationRowsUpdatesAndOemClearing) {
     EXPECT_TRUE(db->queryPexStatus("State"));  // no row: on
     EXPECT_EQ("", db->querySelectedProfile("Profile"));

@@ -10,7 +10,6 @@
 
 #include <chrono>
 #include <cstring>
-#include <filesystem>
 #include <memory>
 #include <string>
 #include <thread>
@@ -221,17 +220,6 @@ TEST_F(VeloradTest, UnreachableDaemonIsReportedWithItsOwnExitStatus) {
     ToolResult json = ctl({"--json", "profiles"});
     EXPECT_EQ(3, json.status);
     EXPECT_EQ("3", json_member(json.out, "exit")) << json.out;
-}
-
-TEST_F(VeloradTest, AServiceThatCannotStartSaysWhichFileIsAtFault) {
-    std::filesystem::remove(mRoot->hostPath(SystemPaths::kDefaultTuningFile));
-    startDaemon();
-    ToolResult result = ctl({"status"});
-    EXPECT_EQ(1, result.status);
-    EXPECT_NE(std::string::npos,
-              result.err.find("not initialised: the tuning file " +
-                              mRoot->hostPath(SystemPaths::kDefaultTuningFile) + " does not exist"))
-        << result.err;
 }
 
 TEST_F(VeloradTest, EveryWatcherReceivesEveryChangeAsTheAppliedSetBuffer) {

@@ -50,7 +50,8 @@ std::string describe_result(int result) {
     std::string text = std::to_string(result);
     switch (-result) {
         case ENODEV:
-            return text + " (ENODEV: the service is not initialised; see velorad's log)";
+            return text + " (ENODEV: the service is not initialised; see velorad's log: is there a "
+                          "tuning file under its root?)";
         case EINVAL:
             return text + " (EINVAL: invalid argument)";
         case ENOENT:

@@ -67,7 +67,9 @@ int Daemon::run() {
     // reference starts the service's event loop. The settings system itself starts with the
     // first client's registration.
     // The socket calls the service through the same interface glue as hwbinder on a device.
-    android::sp<KptService> kpt = new KptService(new android::VeloraManagerService());
+    android::sp<android::VeloraManagerService> service = new android::VeloraManagerService();
+    service->setSaveDelay(mOptions.saveDelayMs);
+    android::sp<KptService> kpt = new KptService(service);
     auto rpcService = std::make_unique<VeloraRpcService>(kpt);
 
     grpc::ServerBuilder builder;

@@ -4,6 +4,7 @@
  */
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 namespace velora {
@@ -21,6 +22,9 @@ public:
         std::string root;
         // Empty: velorad.sock in the root folder.
         std::string socket;
+        // Quiet time after a change before the settings are saved; 0 saves them only when a
+        // client unregisters and at the end.
+        int64_t saveDelayMs = 1000;
     };
 
     explicit Daemon(Options options);

@@ -6,7 +6,9 @@
 #include <signal.h>
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 
@@ -15,7 +17,7 @@
 namespace {
 
 const char kUsage[] =
-        "Usage: velorad --root DIR [--socket PATH] [--verbose]\n"
+        "Usage: velorad --root DIR [--socket PATH] [--save-delay MS] [--verbose]\n"
         "\n"
         "Runs the Velora settings service over the filesystem root DIR (its tuning files under\n"
         "DIR/odm/etc/velora, DIR/data/vendor/..., its database in DIR/data/vendor/velora) and\n"
@@ -25,6 +27,8 @@ const char kUsage[] =
         "  --root DIR     the filesystem root (required)\n"
         "  --socket PATH  the socket to serve on (default DIR/velorad.sock); only its owner may\n"
         "                 connect\n"
+        "  --save-delay MS  save the settings once changes have stopped for MS milliseconds\n"
+        "                 (default 1000); 0 saves only when a client unregisters and at the end\n"
         "  --verbose      log debug and verbose lines too (the log goes to standard error)\n"
         "  --help         this text\n"
         "\n"
@@ -50,6 +54,22 @@ int main(int argc, char** argv) {
         } else if (arg == "--root" || arg == "--socket") {
             if (i + 1 >= argc) return usage_error(arg + " needs a value");
             (arg == "--root" ? options.root : options.socket) = argv[++i];
+        } else if (arg == "--save-delay" || arg.rfind("--save-delay=", 0) == 0) {
+            std::string value;
+            if (arg == "--save-delay") {
+                if (i + 1 >= argc) return usage_error(arg + " needs a value");
+                value = argv[++i];
+            } else {
+                value = arg.substr(13);
+            }
+            char* end = nullptr;
+            errno = 0;
+            const long long ms = std::strtoll(value.c_str(), &end, 10);
+            if (value.empty() || *end != '\0' || errno != 0 || ms < 0 || ms > 86400000) {
+                return usage_error("--save-delay needs milliseconds from 0 to 86400000, not " +
+                                   value);
+            }
+            options.saveDelayMs = ms;
         } else if (arg.rfind("--root=", 0) == 0) {
             options.root = arg.substr(7);
         } else if (arg.rfind("--socket=", 0) == 0) {
