@@ -22,6 +22,15 @@ namespace {
 
 void drop_message(const struct __android_logger_data*, const char*) {}
 
+// The targets keep their root for the whole process and never destroy it (the service may
+// still run when statics go); the folder goes when the process ends normally.
+std::string gRootToRemove;
+
+void remove_root_at_exit() {
+    std::error_code ignored;
+    if (!gRootToRemove.empty()) fs::remove_all(gRootToRemove, ignored);
+}
+
 }  // namespace
 
 void quiet_log() {
@@ -42,6 +51,10 @@ FuzzRoot::FuzzRoot() {
         fs::create_directories(mPath + dir);
     }
     SystemPaths::setRoot(mPath);
+    if (gRootToRemove.empty()) {
+        gRootToRemove = mPath;
+        atexit(remove_root_at_exit);
+    }
 }
 
 FuzzRoot::~FuzzRoot() {
