@@ -10,7 +10,9 @@
 
 #include <chrono>
 #include <cstring>
+#include <fstream>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <string>
 #include <thread>
 #include <vector>
@@ -391,6 +393,73 @@ TEST_F(VeloradTest, SigtermSavesAndTheNextDaemonFindsEverySetting) {
     startDaemon();
     EXPECT_EQ("7", values({"--json", "get", "2", "ieq-amount"}));
     EXPECT_EQ("3", json_member(ctl({"--json", "status"}).out, "profile"));
+}
+
+TEST_F(VeloradTest, ExportImportIntoAFreshRootGivesTheSameDocument) {
+    startDaemon();
+    std::vector<std::string> gains = {"set", "Music", "geq-gains"};
+    for (int band = 0; band < 20; ++band) gains.push_back(std::to_string(band * 8 - 80));
+    for (const std::vector<std::string>& change :
+         {gains,
+          {"set", "Music", "ieq-preset", "1"},
+          {"set", "Movie", "dialog-enhancer-amount", "12", "--port", "headphone"},
+          {"set", "Dynamic", "speaker-virtualizer-enable", "0"},
+          {"device", "internal_speaker", "internal_speaker_mono"},
+          {"profile", "select", "Music"},
+          {"off"}}) {
+        ASSERT_EQ(0, ctl(change).status) << change[0];
+    }
+    const std::string first = mRoot->path() + "/first.json";
+    ToolResult exported = ctl({"export", first});
+    ASSERT_EQ(0, exported.status) << exported.err;
+    ASSERT_EQ(0, stopDaemon());
+
+    // A fresh device of the same kind takes every setting.
+    const std::string document = read_file(first);
+    mRoot = std::make_unique<TempRoot>();
+    mRoot->install("examples/multimedia_velora_kiv_default.xml", SystemPaths::kDefaultTuningFile);
+    mRoot->install("examples/kiv-extra.xml", SystemPaths::kOemTuningFile);
+    mSocket = mRoot->path() + "/test.sock";
+    mLog = mRoot->path() + "/velorad.log";
+    startDaemon();
+    const std::string copy = mRoot->path() + "/first.json";
+    {
+        std::ofstream out(copy);
+        out << document;
+    }
+    ToolResult imported = ctl({"import", copy});
+    ASSERT_EQ(0, imported.status) << imported.out << imported.err;
+    ToolResult again = ctl({"export"});
+    ASSERT_EQ(0, again.status) << again.err;
+    EXPECT_EQ(document, again.out);
+    EXPECT_NE(std::string::npos, document.find("\"internal_speaker\": \"internal_speaker_mono\""));
+
+    // A document from another device: what this one lacks is named, the rest is applied.
+    nlohmann::ordered_json foreign = nlohmann::ordered_json::parse(document);
+    foreign["profiles"][1]["name"] = "Karaoke";
+    foreign["profiles"][0]["parameters"]["107"] = {40};
+    foreign["tuningDevices"]["internal_speaker"] = "speaker_of_another_phone";
+    foreign["on"] = true;
+    {
+        std::ofstream out(copy);
+        out << foreign.dump(2);
+    }
+    ToolResult partial = ctl({"import", copy});
+    EXPECT_EQ(1, partial.status) << partial.out << partial.err;
+    for (const char* expected :
+         {"profile \"Karaoke\": this device has no such profile",
+          "no tuning device 'speaker_of_another_phone'", "sent 40, the service holds 16"}) {
+        EXPECT_NE(std::string::npos, partial.out.find(expected)) << partial.out;
+    }
+    EXPECT_EQ("true", json_member(ctl({"--json", "status"}).out, "on"));
+
+    {
+        std::ofstream out(copy);
+        out << "{\n  \"format\": \"velora-settings\",\n  \"version\": 1,\n  \"on\": tru,\n}";
+    }
+    ToolResult malformed = ctl({"import", copy});
+    EXPECT_EQ(2, malformed.status);
+    EXPECT_NE(std::string::npos, malformed.err.find("line 4, column")) << malformed.err;
 }
 
 TEST_F(VeloradTest, BadRequestsGetClearErrorsAndTheDaemonKeepsServing) {

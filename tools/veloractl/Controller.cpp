@@ -142,77 +142,163 @@ bool parse_value(const ExternalParameter& parameter, const std::string& text, in
 }  // namespace
 
 const Controller::Command Controller::kCommands[] = {
-        {"status", "status", "effect on/off, selected profile, tuning device per port",
-         "Shows whether the effect is on, the selected profile and its name, the tuning device\n"
-         "selected for every port, the tuning file's format version and whether the internal\n"
-         "speaker is mono.\n",
-         {}, true, &Controller::cmdStatus},
-        {"on", "on", "switch the effect on",
-         "Switches the effect on (packed set command 0); the service saves the state.\n", {},
-         true, &Controller::cmdOn},
-        {"off", "off", "switch the effect off",
-         "Switches the effect off (packed set command 0); the service saves the state.\n", {},
-         true, &Controller::cmdOff},
-        {"profiles", "profiles", "list the profiles",
-         "Lists every profile with its id and name, marks the selected one and those the user\n"
-         "has changed from the tuning file's defaults.\n",
-         {}, true, &Controller::cmdProfiles},
-        {"profile", "profile select|reset PROFILE",
-         "select a profile, or reset one to its defaults",
-         "select: makes PROFILE the selected profile (packed set command 10).\n"
-         "reset:  gives PROFILE back the tuning file's defaults (packed set command 12).\n"
-         "PROFILE is an id (see 'profiles') or a profile name.\n",
-         {}, true, &Controller::cmdProfile},
-        {"params", "params", "list the parameters get and set accept",
-         "Lists the external parameters (ids 101 to 112) with their names, number of values,\n"
-         "range and where they are kept. Needs no daemon.\n",
-         {}, false, &Controller::cmdParams},
-        {"get", "get PROFILE PARAM [--port PORT]", "read a parameter of a profile",
-         "Reads PARAM of PROFILE. PARAM is an external id (101 to 112) or its name (see\n"
-         "'params'). With --port, reads the value of the endpoint the port uses; only\n"
-         "per-endpoint parameters have one.\n",
-         {"port"}, true, &Controller::cmdGet},
-        {"set", "set PROFILE PARAM VALUE... [--port PORT]", "change a parameter of a profile",
-         "Writes PARAM of PROFILE through the packed set buffer, waits until the service has\n"
-         "applied it and prints what it now holds (out-of-range values are clamped by the\n"
-         "service). Give as many values as the parameter has (20 for geq-gains); switches take\n"
-         "on/off too. Without --port a per-endpoint parameter changes every endpoint; with\n"
-         "--port only the endpoint of that port.\n",
-         {"port"}, true, &Controller::cmdSet},
-        {"devices", "devices PORT", "list the tuning devices of a port",
-         "Lists the tuning devices available on PORT and marks the selected one. PORT is a\n"
-         "number or a name: " "0 internal_speaker, 1 hdmi, 2 miracast, 3 headphone, 4 bluetooth,\n"
-         "5 usb, 6 other.\n",
-         {}, true, &Controller::cmdDevices},
-        {"device", "device PORT [NAME]", "show or select the tuning device of a port",
-         "Without NAME shows the tuning device selected on PORT; with NAME selects it, waits\n"
-         "until the service has applied the selection and shows the result.\n",
-         {}, true, &Controller::cmdDevice},
-        {"prop", "prop CODE [VALUE]", "read or write an integer property",
-         "Reads (getIntParam) or writes (setIntParam) the integer property CODE, a\n"
-         "four-character code such as ADEV, CHCT, PEXO, DCCP, DDSA, DHSA, DFSA, DEAM, DECT,\n"
-         "LCTP, LCTM, SPKM, SPKP, DTFV (or a number such as 0x41444556).\n",
-         {}, true, &Controller::cmdProp},
-        {"watch", "watch [--count N]", "print every change the service reports",
-         "Registers as a client and prints every callback the service makes, decoded (command,\n"
-         "profile, parameter, values), until interrupted (Ctrl-C) or, with --count, after N\n"
-         "callbacks. The first line says the registration is in place. With --json every line\n"
-         "is one JSON document carrying the raw bytes as well.\n",
-         {"count"}, true, &Controller::cmdWatch},
-        {"effect", "effect", "what the effect reads now",
-         "Shows the parameter records the effect reads from the shared parameter store under\n"
-         "--root, per device and code. Reads the store's file directly; the daemon need not\n"
-         "answer.\n",
-         {}, false, &Controller::cmdEffect},
-        {"dump", "dump [ARG...]", "the service's dump",
-         "Prints what the service writes for a dump request, with the given arguments.\n", {},
-         true, &Controller::cmdDump},
-        {"reload-tuning", "reload-tuning", "reload the tuning files",
-         "Asks the service to reload the tuning files (setIntParam RLTF) and waits until it\n"
-         "reports the reload to its clients.\n",
-         {}, true, &Controller::cmdReloadTuning},
-        {"help", "help [COMMAND]", "this help, or a command's", "Shows the help of COMMAND.\n",
-         {}, false, &Controller::cmdHelp},
+    {"status",
+     "status",
+     "effect on/off, selected profile, tuning device per port",
+     "Shows whether the effect is on, the selected profile and its name, the tuning device\n"
+     "selected for every port, the tuning file's format version and whether the internal\n"
+     "speaker is mono.\n",
+     {},
+     true,
+     &Controller::cmdStatus},
+    {"on",
+     "on",
+     "switch the effect on",
+     "Switches the effect on (packed set command 0); the service saves the state.\n",
+     {},
+     true,
+     &Controller::cmdOn},
+    {"off",
+     "off",
+     "switch the effect off",
+     "Switches the effect off (packed set command 0); the service saves the state.\n",
+     {},
+     true,
+     &Controller::cmdOff},
+    {"profiles",
+     "profiles",
+     "list the profiles",
+     "Lists every profile with its id and name, marks the selected one and those the user\n"
+     "has changed from the tuning file's defaults.\n",
+     {},
+     true,
+     &Controller::cmdProfiles},
+    {"profile",
+     "profile select|reset PROFILE",
+     "select a profile, or reset one to its defaults",
+     "select: makes PROFILE the selected profile (packed set command 10).\n"
+     "reset:  gives PROFILE back the tuning file's defaults (packed set command 12).\n"
+     "PROFILE is an id (see 'profiles') or a profile name.\n",
+     {},
+     true,
+     &Controller::cmdProfile},
+    {"params",
+     "params",
+     "list the parameters get and set accept",
+     "Lists the external parameters (ids 101 to 112) with their names, number of values,\n"
+     "range and where they are kept. Needs no daemon.\n",
+     {},
+     false,
+     &Controller::cmdParams},
+    {"get",
+     "get PROFILE PARAM [--port PORT]",
+     "read a parameter of a profile",
+     "Reads PARAM of PROFILE. PARAM is an external id (101 to 112) or its name (see\n"
+     "'params'). With --port, reads the value of the endpoint the port uses; only\n"
+     "per-endpoint parameters have one.\n",
+     {"port"},
+     true,
+     &Controller::cmdGet},
+    {"set",
+     "set PROFILE PARAM VALUE... [--port PORT]",
+     "change a parameter of a profile",
+     "Writes PARAM of PROFILE through the packed set buffer, waits until the service has\n"
+     "applied it and prints what it now holds (out-of-range values are clamped by the\n"
+     "service). Give as many values as the parameter has (20 for geq-gains); switches take\n"
+     "on/off too. Without --port a per-endpoint parameter changes every endpoint; with\n"
+     "--port only the endpoint of that port.\n",
+     {"port"},
+     true,
+     &Controller::cmdSet},
+    {"devices",
+     "devices PORT",
+     "list the tuning devices of a port",
+     "Lists the tuning devices available on PORT and marks the selected one. PORT is a\n"
+     "number or a name: "
+     "0 internal_speaker, 1 hdmi, 2 miracast, 3 headphone, 4 bluetooth,\n"
+     "5 usb, 6 other.\n",
+     {},
+     true,
+     &Controller::cmdDevices},
+    {"device",
+     "device PORT [NAME]",
+     "show or select the tuning device of a port",
+     "Without NAME shows the tuning device selected on PORT; with NAME selects it, waits\n"
+     "until the service has applied the selection and shows the result.\n",
+     {},
+     true,
+     &Controller::cmdDevice},
+    {"prop",
+     "prop CODE [VALUE]",
+     "read or write an integer property",
+     "Reads (getIntParam) or writes (setIntParam) the integer property CODE, a\n"
+     "four-character code such as ADEV, CHCT, PEXO, DCCP, DDSA, DHSA, DFSA, DEAM, DECT,\n"
+     "LCTP, LCTM, SPKM, SPKP, DTFV (or a number such as 0x41444556).\n",
+     {},
+     true,
+     &Controller::cmdProp},
+    {"watch",
+     "watch [--count N]",
+     "print every change the service reports",
+     "Registers as a client and prints every callback the service makes, decoded (command,\n"
+     "profile, parameter, values), until interrupted (Ctrl-C) or, with --count, after N\n"
+     "callbacks. The first line says the registration is in place. With --json every line\n"
+     "is one JSON document carrying the raw bytes as well.\n",
+     {"count"},
+     true,
+     &Controller::cmdWatch},
+    {"effect",
+     "effect",
+     "what the effect reads now",
+     "Shows the parameter records the effect reads from the shared parameter store under\n"
+     "--root, per device and code. Reads the store's file directly; the daemon need not\n"
+     "answer.\n",
+     {},
+     false,
+     &Controller::cmdEffect},
+    {"dump",
+     "dump [ARG...]",
+     "the service's dump",
+     "Prints what the service writes for a dump request, with the given arguments.\n",
+     {},
+     true,
+     &Controller::cmdDump},
+    {"reload-tuning",
+     "reload-tuning",
+     "reload the tuning files",
+     "Asks the service to reload the tuning files (setIntParam RLTF) and waits until it\n"
+     "reports the reload to its clients.\n",
+     {},
+     true,
+     &Controller::cmdReloadTuning},
+    {"export",
+     "export [FILE]",
+     "write the user's settings as one JSON document",
+     "Writes the effect's on/off state, the selected profile, every profile's parameters\n"
+     "(profile-wide ones by external id, the per-endpoint ones for the speaker, headphone\n"
+     "and other endpoints) and the tuning device of every port as one versioned JSON\n"
+     "document, to FILE or to standard output.\n",
+     {},
+     true,
+     &Controller::cmdExport},
+    {"import",
+     "import FILE",
+     "apply a document written by export",
+     "Applies the settings of FILE through the same calls the settings app makes, reads\n"
+     "each one back and lists every item the service did not take as given: a profile,\n"
+     "endpoint or tuning device this device does not have, a value out of range that the\n"
+     "service clamped. Profiles are matched by name. Exit status 1 when any item was not\n"
+     "applied as given.\n",
+     {},
+     true,
+     &Controller::cmdImport},
+    {"help",
+     "help [COMMAND]",
+     "this help, or a command's",
+     "Shows the help of COMMAND.\n",
+     {},
+     false,
+     &Controller::cmdHelp},
 };
 
 Controller::Controller(const CommandLine& line, SignalWatcher& signals)

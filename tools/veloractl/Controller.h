@@ -79,6 +79,13 @@ private:
                        std::vector<int>* values);
     int cmdGet();
     int cmdSet();
+    // The user's settings as one document, and back.
+    bool exportSettings(Json* document);
+    bool importParameter(int profile, const std::string& profileName, int port,
+                         const ExternalParameter& parameter, const Json& json,
+                         std::vector<std::string>* problems);
+    int cmdExport();
+    int cmdImport();
     int cmdDevices();
     int cmdDevice();
     int cmdProp();
