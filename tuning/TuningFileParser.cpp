@@ -12,7 +12,9 @@
 #include <log/log.h>
 #include <utils/Mutex.h>
 
+#include <cctype>
 #include <cerrno>
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -209,6 +211,30 @@ Slot element_after(xmlNodePtr skipped) {
 
 Slot first_element_child(xmlNodePtr node) { return element_after(node->children); }
 
+// Why a number text does not read as itself (empty when it does), given what was read.
+std::string number_problem(const std::string& text, int value) {
+    size_t at = 0;
+    while (at < text.size() && std::isspace(static_cast<unsigned char>(text[at]))) ++at;
+    size_t digits = at + ((at < text.size() && (text[at] == '-' || text[at] == '+')) ? 1 : 0);
+    size_t end = digits;
+    while (end < text.size() && std::isdigit(static_cast<unsigned char>(text[end]))) ++end;
+    const std::string shown = "'" + text + "'";
+    if (end == digits) return shown + " is no number; read as " + std::to_string(value);
+    errno = 0;
+    const long long whole = std::strtoll(text.c_str() + at, nullptr, 10);
+    if (errno == ERANGE || whole < INT_MIN || whole > INT_MAX) {
+        return shown + " is beyond the 32-bit range; read as " + std::to_string(value);
+    }
+    if (whole != value) return shown + " read as " + std::to_string(value);
+    size_t rest = end;
+    while (rest < text.size() && std::isspace(static_cast<unsigned char>(text[rest]))) ++rest;
+    if (rest < text.size()) {
+        return shown + " read as " + std::to_string(value) +
+               "; the text after the number is ignored";
+    }
+    return {};
+}
+
 Slot next_element(xmlNodePtr node) { return element_after(node->next); }
 
 // Why a slot holds no element, for the log line that drops the record.
@@ -382,11 +408,25 @@ int TuningFileParser::initXmlParser() {
     }
     if (!doc) {
         ALOGE("fail to call xmlReadFile,  %d", kTagReadFile);
+        if (mDiagnostics != nullptr) {
+            const xmlError* error = xmlGetLastError();
+            std::string message = error != nullptr && error->message != nullptr
+                                      ? error->message
+                                      : "the file cannot be opened";
+            while (!message.empty() && message.back() == '\n') message.pop_back();
+            mDiagnostics->report(
+                Severity::kError, error != nullptr ? error->line : 0,
+                "not readable as XML (" + message + "): the service keeps the settings it has");
+        }
         return -EINVAL;
     }
     xmlNodePtr root = nullptr;
     int result = findRootElement(doc.get(), &root);
-    if (result != 0) return result;
+    if (result != 0) {
+        diagnose(Severity::kError, nullptr,
+                 [] { return std::string("the document has no root element; nothing is read"); });
+        return result;
+    }
     mRoot = root;
     mDoc = std::move(doc);
     return 0;
@@ -422,7 +462,79 @@ void TuningFileParser::parseNode(xmlNodePtr node) {
         parseProfile(node);
     } else if (name == kTuningElement) {
         parseTuning(node);
+    } else {
+        diagnoseUnknownChild(node, "the document");
     }
+}
+
+void TuningFileParser::diagnoseAttributes(xmlNodePtr node,
+                                          std::initializer_list<const char*> known) {
+    if (mDiagnostics == nullptr) return;
+    for (xmlAttrPtr attr = node->properties; attr != nullptr; attr = attr->next) {
+        bool found = false;
+        for (const char* name : known) found = found || attr_name(attr) == name;
+        if (!found) {
+            diagnose(Severity::kWarning, node, [&] {
+                return "attribute '" + std::string(attr_name(attr)) + "' of <" +
+                       std::string(node_name(node)) + "> is not read; ignored";
+            });
+        }
+    }
+}
+
+void TuningFileParser::diagnoseNumber(xmlNodePtr node, const std::string& what,
+                                      const std::string& text, int value) {
+    if (mDiagnostics == nullptr) return;
+    std::string problem = number_problem(text, value);
+    if (!problem.empty()) {
+        diagnose(Severity::kWarning, node, [&] { return what + ": " + problem; });
+    }
+}
+
+void TuningFileParser::diagnoseSingleValue(xmlNodePtr node, int value) {
+    if (mDiagnostics == nullptr) return;
+    const std::string element = "<" + std::string(node_name(node)) + ">";
+    xmlAttrPtr first = node->properties;
+    if (first == nullptr || attr_name(first) != kValueAttr) {
+        diagnose(Severity::kWarning, node, [&] {
+            return element + " has no 'value' as its first attribute" +
+                   (first != nullptr ? " (it is '" + std::string(attr_name(first)) + "')" : "") +
+                   "; read as 0";
+        });
+        return;
+    }
+    const std::string text = attr_text(first);
+    if (text != kTrue && text != kFalse) diagnoseNumber(node, element, text, value);
+    diagnoseAttributes(node, {kValueAttr});
+}
+
+void TuningFileParser::diagnoseDataRow(xmlNodePtr node) {
+    if (mDiagnostics == nullptr || node->properties == nullptr) return;
+    const std::string text = attr_text(node->properties);
+    const std::vector<int> values = parseDataRow(node);
+    size_t index = 0;
+    size_t start = 0;
+    while (start <= text.size()) {
+        size_t comma = text.find(',', start);
+        if (comma == std::string::npos) comma = text.size();
+        const std::string piece = text.substr(start, comma - start);
+        if (!piece.empty()) {
+            if (index < values.size()) {
+                diagnoseNumber(
+                    node,
+                    "<" + std::string(node_name(node)) + "> value " + std::to_string(index + 1),
+                    piece, values[index]);
+            }
+            ++index;
+        }
+        start = comma + 1;
+    }
+}
+
+void TuningFileParser::diagnoseUnknownChild(xmlNodePtr child, const char* where) {
+    diagnose(Severity::kWarning, child, [&] {
+        return "<" + std::string(node_name(child)) + "> is not read in " + where + "; ignored";
+    });
 }
 
 std::string TuningFileParser::getProfileName(int profileId) { return mProfileNames[profileId]; }
@@ -479,9 +591,18 @@ PresetType TuningFileParser::getIeqPresetTypeByName(const std::string& name) {
     return PRESET_OFF;
 }
 
-void TuningFileParser::parseFormatVersion(xmlNodePtr node) { mFormatVersion = read_version(node); }
+void TuningFileParser::parseFormatVersion(xmlNodePtr node) {
+    mFormatVersion = read_version(node);
+    if (mDiagnostics != nullptr) {
+        diagnoseAttributes(node, {kMajorAttr, kMinorAttr, kMaintenanceAttr});
+        mDiagnostics->formatVersionRead(xmlGetLineNo(node));
+    }
+}
 
-void TuningFileParser::parseToolVersion(xmlNodePtr node) { mToolVersion = read_version(node); }
+void TuningFileParser::parseToolVersion(xmlNodePtr node) {
+    mToolVersion = read_version(node);
+    diagnoseAttributes(node, {kMajorAttr, kMinorAttr, kMaintenanceAttr});
+}
 
 void TuningFileParser::parsePreset(xmlNodePtr node) {
     std::string id = prop(node, kIdAttr);
@@ -490,10 +611,42 @@ void TuningFileParser::parsePreset(xmlNodePtr node) {
     // stored list.
     std::string frequencies;
     std::string levels;
+    diagnoseAttributes(node, {kIdAttr, kTypeAttr});
+    // Each band adds one element to each list; a band without one of them puts every later
+    // band of that list one place off.
+    auto diagnoseBand = [this](xmlNodePtr band, const char* level) {
+        if (mDiagnostics == nullptr) return;
+        diagnoseAttributes(band, {kFrequencyAttr, level});
+        for (const char* name : {kFrequencyAttr, level}) {
+            XmlString text(xmlGetProp(band, reinterpret_cast<const xmlChar*>(name)));
+            if (text.get() == nullptr) {
+                diagnose(Severity::kWarning, band, [&] {
+                    return "band without '" + std::string(name) +
+                           "': every later band of that list moves up one place";
+                });
+            } else {
+                std::string value = xmlChar2String(text.get());
+                diagnoseNumber(band, std::string(name), value, string2int(value));
+            }
+        }
+    };
     if (type == kIeqType) {
         auto preset = new IeqPreset(ieq_preset_type_by_id(id));
+        if (mDiagnostics != nullptr && id.find("detailed") == std::string::npos &&
+            id.find("balanced") == std::string::npos && id.find("warm") == std::string::npos &&
+            id.find("off") == std::string::npos) {
+            diagnose(Severity::kWarning, node, [&] {
+                return "IEQ preset id '" + id +
+                       "' names no preset type (detailed, balanced, warm, off); read as "
+                       "balanced";
+            });
+        }
         for (xmlNodePtr band = node->children; band != nullptr; band = band->next) {
+            if (is_element(band) && !is_element_named(band, kIeqBandElement)) {
+                diagnoseUnknownChild(band, "an IEQ preset");
+            }
             if (!is_element_named(band, kIeqBandElement)) continue;
+            diagnoseBand(band, kTargetAttr);
             for (xmlAttrPtr attr = band->properties; attr != nullptr; attr = attr->next) {
                 if (attr_name(attr) == kFrequencyAttr) {
                     frequencies += attr_text(attr) + ",";
@@ -505,11 +658,14 @@ void TuningFileParser::parsePreset(xmlNodePtr node) {
         preset->set(ieq_frequency, string_2_int_vector(frequencies));
         preset->set(ieq_target, string_2_int_vector(levels));
         mIeqPresets.insert(preset);
+        if (mDiagnostics != nullptr) mDiagnostics->recordRead(preset, xmlGetLineNo(node));
     } else if (type == kGeqType) {
         // A GEQ preset's id is the id of the profile it belongs to.
         auto preset = new GeqPreset(std::atoi(id.c_str()));
+        diagnoseNumber(node, "GEQ preset id", id, std::atoi(id.c_str()));
         for (xmlNodePtr band = node->children; band != nullptr; band = band->next) {
             if (!is_element(band)) continue;
+            diagnoseBand(band, kGainAttr);
             for (xmlAttrPtr attr = band->properties; attr != nullptr; attr = attr->next) {
                 if (attr_name(attr) == kFrequencyAttr) {
                     frequencies += attr_text(attr) + ",";
@@ -521,6 +677,11 @@ void TuningFileParser::parsePreset(xmlNodePtr node) {
         preset->set(geq_frequency, string_2_int_vector(frequencies));
         preset->set(geq_gain, string_2_int_vector(levels));
         mGeqPresets.insert(preset);
+        if (mDiagnostics != nullptr) mDiagnostics->recordRead(preset, xmlGetLineNo(node));
+    } else {
+        diagnose(Severity::kError, node, [&] {
+            return "preset '" + id + "' has type '" + type + "', neither ieq nor geq; dropped";
+        });
     }
 }
 
@@ -532,8 +693,14 @@ void TuningFileParser::parseProfile(xmlNodePtr node) {
     if (data.kind != Slot::kElement) {
         ALOGE("Profile %d [%s] at line %ld dropped: %s", profileId, name.c_str(),
               xmlGetLineNo(node), slot_problem(data, "data block").c_str());
+        diagnose(Severity::kError, node, [&] {
+            return "profile " + std::to_string(profileId) + " [" + name +
+                   "] dropped: " + slot_problem(data, "data block");
+        });
         return;
     }
+    diagnoseAttributes(node, {kIdAttr, kNameAttr});
+    diagnoseNumber(node, "profile id", prop(node, kIdAttr), profileId);
 
     // The include is optional: without it the profile starts with the "off" preset.
     std::string presetName;
@@ -541,12 +708,46 @@ void TuningFileParser::parseProfile(xmlNodePtr node) {
     if (include.kind == Slot::kElement && is_element_named(include.node, kIncludeElement)) {
         xmlAttrPtr first = include.node->properties;
         if (first != nullptr && attr_name(first) == kPresetAttr) presetName = attr_text(first);
+        if (first == nullptr || attr_name(first) != kPresetAttr) {
+            diagnose(Severity::kWarning, include.node, [] {
+                return std::string(
+                    "<include> has no 'preset' as its first attribute; the "
+                    "profile starts with the IEQ preset off");
+            });
+        }
     } else if (include.kind == Slot::kBroken && is_element(include.node)) {
         ALOGW("Profile %d [%s]: %s", profileId, name.c_str(),
               slot_problem(include, "include element").c_str());
+        diagnose(Severity::kWarning, include.node, [&] {
+            return "profile " + std::to_string(profileId) + ": " +
+                   slot_problem(include, "include element") +
+                   "; the profile starts with the IEQ preset off";
+        });
+    } else if (include.kind == Slot::kElement) {
+        diagnose(Severity::kWarning, include.node, [&] {
+            return "<" + std::string(node_name(include.node)) +
+                   "> stands where <include> belongs and is taken as no include; the profile "
+                   "starts with the IEQ preset off";
+        });
+    } else {
+        diagnose(Severity::kWarning, node, [&] {
+            return "profile " + std::to_string(profileId) +
+                   " has no <include>; it starts with the IEQ preset off";
+        });
+    }
+    if (mDiagnostics != nullptr && !presetName.empty() &&
+        presetName.find("off") == std::string::npos &&
+        presetName.find("balanced") == std::string::npos &&
+        presetName.find("warm") == std::string::npos &&
+        presetName.find("detailed") == std::string::npos) {
+        diagnose(Severity::kWarning, include.node, [&] {
+            return "preset name '" + presetName +
+                   "' names no IEQ preset type; the profile starts with the IEQ preset off";
+        });
     }
     auto profile = new Profile(profileId, name, getIeqPresetTypeByName(presetName));
     mProfiles.insert(profile);
+    if (mDiagnostics != nullptr) mDiagnostics->recordRead(profile, xmlGetLineNo(node));
     mProfileNames[profileId] = name;
     ++mNumOfProfiles;
 
@@ -559,11 +760,16 @@ void TuningFileParser::parseProfile(xmlNodePtr node) {
             continue;
         }
         auto key = keys.find(childName);
-        if (key == keys.end()) continue;
+        if (key == keys.end()) {
+            diagnoseUnknownChild(child, "a profile");
+            continue;
+        }
         if (childName == kProfileDataRowKey) {
             profile->set(key->second, parseDataRow(child));
+            diagnoseDataRow(child);
         } else {
             profile->set(key->second, {getNodeValue(child)});
+            diagnoseSingleValue(child, getNodeValue(child));
         }
     }
 }
@@ -571,11 +777,26 @@ void TuningFileParser::parseProfile(xmlNodePtr node) {
 void TuningFileParser::parseProfileEndpoint(xmlNodePtr node, int profileId) {
     auto endpoint = new ProfileEndpoint(profileId, profile_endpoint(prop(node, kIdAttr)));
     mProfileEndpoints.insert(endpoint);
+    if (mDiagnostics != nullptr) {
+        mDiagnostics->recordRead(endpoint, xmlGetLineNo(node));
+        diagnoseAttributes(node, {kIdAttr});
+        const std::string id = prop(node, kIdAttr);
+        if (id != kSpeaker && id != kHeadphone && id != kOther) {
+            diagnose(Severity::kWarning, node, [&] {
+                return "endpoint '" + id + "' is neither speaker nor headphone; read as other";
+            });
+        }
+    }
     const KeyMap& keys = profile_endpoint_keys();
     for (xmlNodePtr child = node->children; child != nullptr; child = child->next) {
         if (!is_element(child)) continue;
         auto key = keys.find(node_name(child));
-        if (key != keys.end()) endpoint->set(key->second, {getNodeValue(child)});
+        if (key != keys.end()) {
+            endpoint->set(key->second, {getNodeValue(child)});
+            diagnoseSingleValue(child, getNodeValue(child));
+        } else {
+            diagnoseUnknownChild(child, "a profile endpoint");
+        }
     }
 }
 
@@ -586,6 +807,27 @@ void TuningFileParser::parseTuning(xmlNodePtr node) {
     tuning->set(orientation, {string2int(prop(node, kOrientationAttr))});
     tuning->set(output_channels, {string2int(prop(node, kOutputChannelsAttr))});
 
+    if (mDiagnostics != nullptr) {
+        diagnoseAttributes(node, {kNameAttr, kEndpointTypeAttr, kMonoDeviceAttr, kOrientationAttr,
+                                  kOutputChannelsAttr});
+        const std::string endpoint = prop(node, kEndpointTypeAttr);
+        if (endpoint != kSpeaker && endpoint != kHeadphone && endpoint != kOther) {
+            diagnose(Severity::kWarning, node, [&] {
+                return "tuning '" + name + "': endpoint_type '" + endpoint +
+                       "' is no endpoint; read as speaker";
+            });
+        }
+        const std::string mono = prop(node, kMonoDeviceAttr);
+        if (mono != kTrue && mono != kFalse) {
+            diagnose(Severity::kWarning, node, [&] {
+                return "tuning '" + name + "': mono_device '" + mono +
+                       "' is neither true nor false; read as false";
+            });
+        }
+        for (const char* attr : {kOrientationAttr, kOutputChannelsAttr}) {
+            diagnoseNumber(node, std::string(attr), prop(node, attr), string2int(prop(node, attr)));
+        }
+    }
     Slot slot = first_element_child(node);
     while (slot.kind == Slot::kElement && is_element_named(slot.node, kDeviceIdElement)) {
         parseDeviceTuning(slot.node, name);
@@ -595,20 +837,46 @@ void TuningFileParser::parseTuning(xmlNodePtr node) {
     // and the store keeps them apart from the tunings themselves.
     if (slot.kind == Slot::kMissing) {
         ALOGE("There is no <data> in Tuning section");
+        diagnose(Severity::kError, node, [&] {
+            return "tuning '" + name +
+                   "' has no data block; dropped (its devices stay and name a tuning that does "
+                   "not exist)";
+        });
         return;
     }
     if (slot.kind == Slot::kBroken) {
         ALOGE("Tuning [%s] at line %ld dropped: %s", name.c_str(), xmlGetLineNo(node),
               slot_problem(slot, "data block").c_str());
+        diagnose(Severity::kError, node, [&] {
+            return "tuning '" + name + "' dropped: " + slot_problem(slot, "data block");
+        });
         return;
     }
+    if (mDiagnostics != nullptr) {
+        if (node_name(slot.node) != "data") {
+            diagnose(Severity::kWarning, slot.node, [&] {
+                return "<" + std::string(node_name(slot.node)) +
+                       "> is taken as the tuning's data block by its position";
+            });
+        }
+        for (Slot after = next_element(slot.node); after.kind == Slot::kElement;
+             after = next_element(after.node)) {
+            diagnoseUnknownChild(after.node, "a tuning after its data block");
+        }
+    }
     if (!parseTuningData(slot.node, tuning.get())) return;
+    if (mDiagnostics != nullptr) mDiagnostics->recordRead(tuning.get(), xmlGetLineNo(node));
     mTunings.insert(tuning.release());
 }
 
 void TuningFileParser::parseDeviceTuning(xmlNodePtr node, const std::string& tuningName) {
-    mDeviceTunings.insert(
-        new DeviceTuning(prop(node, kIdAttr), prop(node, kEndpointPortAttr), tuningName));
+    auto deviceTuning =
+        new DeviceTuning(prop(node, kIdAttr), prop(node, kEndpointPortAttr), tuningName);
+    mDeviceTunings.insert(deviceTuning);
+    if (mDiagnostics != nullptr) {
+        mDiagnostics->recordRead(deviceTuning, xmlGetLineNo(node));
+        diagnoseAttributes(node, {kIdAttr, kEndpointPortAttr});
+    }
 }
 
 bool TuningFileParser::parseTuningData(xmlNodePtr data, Tuning* tuning) {
@@ -620,6 +888,9 @@ bool TuningFileParser::parseTuningData(xmlNodePtr data, Tuning* tuning) {
                                                             : "regulator band table";
         ALOGE("Tuning [%s] at line %ld dropped: %s", tuning->getName().c_str(),
               xmlGetLineNo(data->parent), slot_problem(bad, what).c_str());
+        diagnose(Severity::kError, data->parent, [&] {
+            return "tuning '" + tuning->getName() + "' dropped: " + slot_problem(bad, what);
+        });
         return false;
     }
     // The band tables are known by position only. Say so when a parameter element sits
@@ -630,6 +901,10 @@ bool TuningFileParser::parseTuningData(xmlNodePtr data, Tuning* tuning) {
             ALOGW("Tuning [%s]: <%s> at line %ld is read as the %s band table",
                   tuning->getName().c_str(), std::string(node_name(table)).c_str(),
                   xmlGetLineNo(table), what);
+            diagnose(Severity::kWarning, table, [&] {
+                return "<" + std::string(node_name(table)) + "> is read as the " + what +
+                       " band table by its position; its own value is lost";
+            });
         }
     }
 
@@ -640,6 +915,15 @@ bool TuningFileParser::parseTuningData(xmlNodePtr data, Tuning* tuning) {
     std::vector<int> gainRightSurround;
     for (xmlNodePtr band = optimizer.node->children; band != nullptr; band = band->next) {
         if (!is_element(band)) continue;
+        if (mDiagnostics != nullptr) {
+            diagnoseAttributes(band, {kFrequencyAttr, kGainLeftAttr, kGainRightAttr,
+                                      kGainLeftSurroundAttr, kGainRightSurroundAttr});
+            for (const char* attr : {kFrequencyAttr, kGainLeftAttr, kGainRightAttr,
+                                     kGainLeftSurroundAttr, kGainRightSurroundAttr}) {
+                diagnoseNumber(band, std::string(attr), prop(band, attr),
+                               string2int(prop(band, attr)));
+            }
+        }
         frequency.push_back(string2int(prop(band, kFrequencyAttr)));
         gainLeft.push_back(string2int(prop(band, kGainLeftAttr)));
         gainRight.push_back(string2int(prop(band, kGainRightAttr)));
@@ -658,6 +942,14 @@ bool TuningFileParser::parseTuningData(xmlNodePtr data, Tuning* tuning) {
     std::vector<int> isolatedBand;
     for (xmlNodePtr band = regulator.node->children; band != nullptr; band = band->next) {
         if (!is_element(band)) continue;
+        if (mDiagnostics != nullptr) {
+            diagnoseAttributes(
+                band, {kFrequencyAttr, kThresholdLowAttr, kThresholdHighAttr, kIsolatedBandAttr});
+            for (const char* attr : {kFrequencyAttr, kThresholdLowAttr, kThresholdHighAttr}) {
+                diagnoseNumber(band, std::string(attr), prop(band, attr),
+                               string2int(prop(band, attr)));
+            }
+        }
         regFrequency.push_back(string2int(prop(band, kFrequencyAttr)));
         thresholdLow.push_back(string2int(prop(band, kThresholdLowAttr)));
         thresholdHigh.push_back(string2int(prop(band, kThresholdHighAttr)));
@@ -683,9 +975,13 @@ bool TuningFileParser::parseTuningData(xmlNodePtr data, Tuning* tuning) {
         } else if (auto key = keys.find(name); key != keys.end()) {
             if (is_tuning_data_row_key(name)) {
                 tuning->set(key->second, parseDataRow(child));
+                diagnoseDataRow(child);
             } else {
                 tuning->set(key->second, {getNodeValue(child)});
+                diagnoseSingleValue(child, getNodeValue(child));
             }
+        } else {
+            diagnoseUnknownChild(child, "a tuning's data block");
         }
     }
     return true;

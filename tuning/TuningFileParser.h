@@ -6,6 +6,7 @@
 
 #include <libxml/tree.h>
 
+#include <initializer_list>
 #include <map>
 #include <memory>
 #include <set>
@@ -20,6 +21,7 @@
 #include "model/ProfileEndpoint.h"
 #include "model/Tuning.h"
 #include "tuning/DeviceData.h"
+#include "tuning/TuningDiagnostics.h"
 #include "tuning/XmlDocHolder.h"
 
 namespace velora {
@@ -52,6 +54,10 @@ class TuningFileParser {
     // be read as XML (the previous DeviceData then stays as it was). A document whose
     // sections are all missing or malformed still gives 0, with what could be read.
     int setTuningFile(const std::string& path);
+
+    // Where the next reads report what they drop, ignore or read differently from what the
+    // file says; null (the default) reports nothing. Not owned.
+    void setDiagnostics(TuningDiagnostics* diagnostics) { mDiagnostics = diagnostics; }
 
     // Opens the document of the stored path: -EINVAL for an empty path or a file that is no
     // well-formed XML, -ENODEV for a document without a root element.
@@ -86,6 +92,21 @@ class TuningFileParser {
     static int findRootElement(xmlDocPtr doc, xmlNodePtr* root);
 
   private:
+    using Severity = TuningDiagnostics::Severity;
+    // Reports through the sink, if any; the message is only built when there is one.
+    template <typename MakeMessage>
+    void diagnose(Severity severity, xmlNodePtr node, MakeMessage makeMessage) {
+        if (mDiagnostics != nullptr) {
+            mDiagnostics->report(severity, node != nullptr ? xmlGetLineNo(node) : 0, makeMessage());
+        }
+    }
+    void diagnoseAttributes(xmlNodePtr node, std::initializer_list<const char*> known);
+    void diagnoseNumber(xmlNodePtr node, const std::string& what, const std::string& text,
+                        int value);
+    void diagnoseSingleValue(xmlNodePtr node, int value);
+    void diagnoseDataRow(xmlNodePtr node);
+    void diagnoseUnknownChild(xmlNodePtr child, const char* where);
+
     void parseNode(xmlNodePtr node);
     void parseFormatVersion(xmlNodePtr node);
     void parseToolVersion(xmlNodePtr node);
@@ -111,6 +132,7 @@ class TuningFileParser {
     std::map<int, std::string> mProfileNames;
     int mNumOfProfiles = 0;
     bool mParsed = false;
+    TuningDiagnostics* mDiagnostics = nullptr;
 };
 
 }  // namespace velora

@@ -19,6 +19,7 @@ namespace {
 
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::Not;
 using ::testing::StartsWith;
 using Outcome = testing::ToolResult;
 
@@ -105,6 +106,77 @@ TEST_F(InspectTuningTest, UnreadableFilesAndUsageErrorsFailWithTheReasonOnStanda
         EXPECT_THAT(run.out, IsEmpty()) << args.size();
         EXPECT_THAT(run.err, HasSubstr("usage: velora-inspect")) << args.size();
     }
+}
+
+// Each small file with the finding the service's reader reports for it, at its line.
+TEST_F(InspectTuningTest, LintReportsWhatTheReaderDoesWithItsLine) {
+    const std::string profile = "<t>\n  <profile id=\"0\" name=\"P\">\n    <data>\n";
+    const std::string close =
+        "    </data>\n    <include preset=\"ieq_warm\"/>\n  </profile>\n</t>\n";
+    const std::string enable = "      <ieq-enable value=\"true\"/>\n";
+    struct Case {
+        std::string text;
+        std::string finding;  // after "FILE:"
+        int status;
+    };
+    const std::vector<Case> cases = {
+        {profile + enable + close, "", 0},
+        {"<t>\n  <tuning name=\"t\">\n    <device_id id=\"d\" endpoint_port=\"usb\"/>\n  "
+         "</tuning>\n</t>\n",
+         "2: error: tuning 't' has no data block; dropped", 2},
+        {"<t>\n  <tuning name=\"t\">\n    <device_id id=\"d\" endpoint_port=\"usb\"/>\n  "
+         "</tuning>\n</t>\n",
+         "3: warning: device 'd' names tuning 't', which this file does not provide", 2},
+        {"<t>\n  <profile id=\"0\" name=\"P\"/>\n</t>\n",
+         "2: error: profile 0 [P] dropped: no data block", 2},
+        {"<t>\n  <colour/>\n</t>\n", "2: warning: <colour> is not read in the document; ignored",
+         0},
+        {profile + enable + "      <ieq-amount value=\"12abc\"/>\n" + close,
+         "5: warning: <ieq-amount>: '12abc' read as 12; the text after the number is ignored", 0},
+        {profile + enable + "      <ieq-amount value=\"99999999999\"/>\n" + close,
+         "5: warning: <ieq-amount>: '99999999999' is beyond the 32-bit range; read as 0", 0},
+        {profile + enable + "    </data>\n    <include preset=\"ieq_loud\"/>\n  </profile>\n</t>\n",
+         "6: warning: preset name 'ieq_loud' names no IEQ preset type; the profile starts with "
+         "the IEQ preset off",
+         0},
+        {profile + close,
+         "2: warning: profile 0 [P] has no <ieq-enable>: it starts with the IEQ "
+         "preset off",
+         0},
+        {profile + enable +
+             "    </data>\n    <includes preset=\"ieq_warm\"/>\n  </profile>\n</t>\n",
+         "6: warning: <includes> stands where <include> belongs", 0},
+        {profile + enable + close.substr(0, close.size() - 5) + profile.substr(4) + enable + close,
+         "8: warning: profile id 0 is also given at line 2", 0},
+        {"<t>\n  <preset id=\"x\" type=\"peq\"/>\n</t>\n",
+         "2: error: preset 'x' has type 'peq', neither ieq nor geq; dropped", 2},
+        {"<t>\n  <profile>\n</t>\n", "4: error: not readable as XML", 2},
+    };
+    for (size_t i = 0; i < cases.size(); ++i) {
+        const std::string file = "/case" + std::to_string(i) + ".xml";
+        mRoot.write(file, cases[i].text);
+        Outcome run = inspect({"lint", mRoot.path() + file});
+        EXPECT_EQ(cases[i].status, run.status) << i << "\n" << run.out;
+        if (cases[i].finding.empty()) {
+            EXPECT_THAT(run.out, IsEmpty()) << i;
+        } else {
+            EXPECT_THAT(run.out, HasSubstr(mRoot.path() + file + ":" + cases[i].finding))
+                << i << "\n"
+                << run.out;
+        }
+    }
+    Outcome strict = inspect({"lint", "--strict", mRoot.path() + "/case4.xml"});
+    EXPECT_EQ(1, strict.status);
+    Outcome json = inspect({"lint", "--json", mRoot.path() + "/case4.xml"});
+    EXPECT_THAT(json.out, HasSubstr("{\"file\":\"" + mRoot.path() +
+                                    "/case4.xml\",\"line\":2,"
+                                    "\"severity\":\"warning\""));
+
+    // The shipped pair: the OEM file's clashes with the defaults are dropped by the merge.
+    Outcome shipped =
+        inspect({"lint", mExample, "--oem", testing::source_file("examples/kiv-extra.xml")});
+    EXPECT_THAT(shipped.out, Not(HasSubstr(mExample + ":"))) << shipped.out;
+    EXPECT_THAT(shipped.out, HasSubstr("exists in the default file; dropped")) << shipped.out;
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 
 #include "tools/velora-inspect/InspectDb.h"
 #include "tools/velora-inspect/InspectEffect.h"
+#include "tools/velora-inspect/InspectLint.h"
 #include "tools/velora-inspect/InspectTuning.h"
 
 namespace velora::inspect {
@@ -16,6 +17,7 @@ const std::vector<const Subcommand*>& subcommands() {
         &kTuningSubcommand,
         &kDbSubcommand,
         &kEffectSubcommand,
+        &kLintSubcommand,
     };
     return kSubcommands;
 }

@@ -1,0 +1,296 @@
+/*
+ * Copyright (C) 2026 The Velora Project
+ * Licensed under the Apache License, Version 2.0.
+ */
+#include "tools/velora-inspect/InspectLint.h"
+
+#include <android/log.h>
+
+#include <algorithm>
+#include <map>
+#include <set>
+#include <tuple>
+
+#include "model/Parameter.h"
+#include "model/Port.h"
+#include "tools/common/Json.h"
+#include "tuning/DeviceData.h"
+#include "tuning/TuningDiagnostics.h"
+#include "tuning/TuningFileParser.h"
+
+namespace velora::inspect {
+
+namespace {
+
+using Severity = TuningDiagnostics::Severity;
+
+struct Finding {
+    std::string file;
+    long line;
+    Severity severity;
+    std::string message;
+};
+
+// Collects the reader's reports for one file and the lines its records came from.
+class FindingCollector : public TuningDiagnostics {
+  public:
+    FindingCollector(std::string file, std::vector<Finding>* findings)
+        : mFile(std::move(file)), mFindings(findings) {}
+
+    void report(Severity severity, long line, const std::string& message) override {
+        mFindings->push_back({mFile, line, severity, message});
+    }
+    void recordRead(const void* record, long line) override { mLines[record] = line; }
+    void formatVersionRead(long line) override { mFormatVersionLine = line; }
+
+    long lineOf(const void* record) const {
+        auto it = mLines.find(record);
+        return it != mLines.end() ? it->second : 0;
+    }
+    long formatVersionLine() const { return mFormatVersionLine; }
+
+  private:
+    std::string mFile;
+    std::vector<Finding>* mFindings;
+    std::map<const void*, long> mLines;
+    long mFormatVersionLine = 0;
+};
+
+// Findings across the records of one file, in file order.
+void check_records(DeviceData& data, FindingCollector& file) {
+    auto warn = [&file](const void* record, const std::string& message) {
+        file.report(Severity::kWarning, file.lineOf(record), message);
+    };
+    auto by_line = [&file](auto records) {
+        std::vector<typename decltype(records)::value_type> sorted(records.begin(), records.end());
+        std::sort(sorted.begin(), sorted.end(),
+                  [&file](auto a, auto b) { return file.lineOf(a) < file.lineOf(b); });
+        return sorted;
+    };
+
+    std::map<int, const Profile*> profiles;
+    for (const Profile* profile : by_line(data.getProfiles())) {
+        auto [it, added] = profiles.emplace(profile->getProfileId(), profile);
+        if (!added) {
+            warn(profile, "profile id " + std::to_string(profile->getProfileId()) +
+                              " is also given at line " + std::to_string(file.lineOf(it->second)) +
+                              "; clients address profiles by id, so only one of them is used");
+        }
+        if (!profile->has(ieq_enable) || profile->getValues().at(ieq_enable).empty()) {
+            warn(profile, "profile " + std::to_string(profile->getProfileId()) + " [" +
+                              profile->getName() +
+                              "] has no <ieq-enable>: it starts with the IEQ preset off");
+        }
+    }
+    std::map<int, const IeqPreset*> ieqTypes;
+    for (const IeqPreset* preset : by_line(data.getIeqPresets())) {
+        auto [it, added] = ieqTypes.emplace(preset->getType(), preset);
+        if (!added) {
+            warn(preset, "a second IEQ preset of type " + preset_type_name(preset->getType()) +
+                             " (the first at line " + std::to_string(file.lineOf(it->second)) +
+                             "); presets are chosen by type, so only one of them is used");
+        }
+    }
+    std::map<int, const GeqPreset*> geqProfiles;
+    for (const GeqPreset* preset : by_line(data.getGeqPresets())) {
+        auto [it, added] = geqProfiles.emplace(preset->getProfileId(), preset);
+        if (!added) {
+            warn(preset, "a second GEQ preset for profile " +
+                             std::to_string(preset->getProfileId()) + " (the first at line " +
+                             std::to_string(file.lineOf(it->second)) + "); only one is used");
+        } else if (!profiles.empty() && profiles.count(preset->getProfileId()) == 0) {
+            warn(preset, "GEQ preset for profile " + std::to_string(preset->getProfileId()) +
+                             ", which this file does not define; unused");
+        }
+    }
+    std::map<std::string, const Tuning*> tunings;
+    for (const Tuning* tuning : by_line(data.getTunings())) {
+        auto [it, added] = tunings.emplace(tuning->getName(), tuning);
+        if (!added) {
+            warn(tuning, "tuning '" + tuning->getName() + "' is also given at line " +
+                             std::to_string(file.lineOf(it->second)) +
+                             "; devices select tunings by name, so only one of them is used");
+        }
+    }
+    std::map<std::string, const DeviceTuning*> devices;
+    for (const DeviceTuning* device : by_line(data.getDeviceTunings())) {
+        auto [it, added] = devices.emplace(device->getDevice(), device);
+        if (!added) {
+            warn(device, "device '" + device->getDevice() + "' is also given at line " +
+                             std::to_string(file.lineOf(it->second)) +
+                             "; a device is selected by name, so only one of them is used");
+        }
+        if (tunings.count(device->getTuning()) == 0) {
+            warn(device, "device '" + device->getDevice() + "' names tuning '" +
+                             device->getTuning() +
+                             "', which this file does not provide (missing or dropped); the "
+                             "device selects no tuning");
+        }
+        bool knownPort = false;
+        for (const char* port : kPortNames) knownPort = knownPort || device->getPort() == port;
+        if (!knownPort) {
+            warn(device, "device '" + device->getDevice() + "': endpoint_port '" +
+                             device->getPort() + "' is no port; the device is never offered");
+        }
+    }
+}
+
+// What the OEM merge does with the OEM file's entries against the default file.
+void check_oem(DeviceData& defaults, DeviceData& oem, FindingCollector& oemFile) {
+    auto error = [&oemFile](long line, const std::string& message) {
+        oemFile.report(Severity::kError, line, message);
+    };
+    if (oem.getFormatVersion() != defaults.getFormatVersion()) {
+        error(oemFile.formatVersionLine(), "OEM format version '" + oem.getFormatVersion() +
+                                               "' differs from the default "
+                                               "file's '" +
+                                               defaults.getFormatVersion() +
+                                               "'; the whole OEM file is not merged");
+        return;
+    }
+    if (!oem.getProfiles().empty() || !oem.getIeqPresets().empty() ||
+        !oem.getGeqPresets().empty()) {
+        oemFile.report(Severity::kWarning, 0,
+                       "the OEM file's presets and profiles are not merged; only its tunings "
+                       "and devices are");
+    }
+    std::set<std::string> defaultTunings;
+    for (const Tuning* tuning : defaults.getTunings()) defaultTunings.insert(tuning->getName());
+    std::set<std::string> defaultDevices;
+    for (const DeviceTuning* device : defaults.getDeviceTunings()) {
+        defaultDevices.insert(device->getDevice());
+    }
+    std::set<std::string> dropped;
+    for (const Tuning* tuning : oem.getTunings()) {
+        if (defaultTunings.count(tuning->getName()) != 0) {
+            dropped.insert(tuning->getName());
+            error(oemFile.lineOf(tuning),
+                  "OEM tuning '" + tuning->getName() + "' exists in the default file; dropped");
+        }
+    }
+    for (const DeviceTuning* device : oem.getDeviceTunings()) {
+        if (dropped.count(device->getTuning()) != 0) {
+            error(oemFile.lineOf(device), "OEM device '" + device->getDevice() +
+                                              "' is dropped with its tuning '" +
+                                              device->getTuning() + "'");
+        } else if (defaultDevices.count(device->getDevice()) != 0) {
+            error(oemFile.lineOf(device),
+                  "OEM device '" + device->getDevice() + "' exists in the default file; dropped");
+        }
+    }
+}
+
+void discard_log(const __android_logger_data*, const char*) {}
+
+void print_usage(std::ostream& stream) {
+    stream << "usage: velora-inspect lint FILE [--oem FILE] [--strict] [--json]\n";
+}
+
+}  // namespace
+
+int inspect_lint(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
+    std::string path;
+    std::string oemPath;
+    bool strict = false;
+    bool json = false;
+    for (size_t i = 0; i < args.size(); ++i) {
+        const std::string& arg = args[i];
+        if (arg == "--help" || arg == "-h") {
+            out << kLintSubcommand.help;
+            return kExitOk;
+        } else if (arg == "--strict") {
+            strict = true;
+        } else if (arg == "--json") {
+            json = true;
+        } else if (arg == "--oem" && i + 1 < args.size()) {
+            oemPath = args[++i];
+        } else if (!arg.empty() && arg[0] == '-') {
+            err << "velora-inspect lint: unknown option or missing value: " << arg << "\n";
+            print_usage(err);
+            return kExitUsage;
+        } else if (path.empty()) {
+            path = arg;
+        } else {
+            err << "velora-inspect lint: one FILE only, got also " << arg << "\n";
+            print_usage(err);
+            return kExitUsage;
+        }
+    }
+    if (path.empty()) {
+        err << "velora-inspect lint: no FILE given\n";
+        print_usage(err);
+        return kExitUsage;
+    }
+
+    // Every finding says what the log lines would; the log itself is left out.
+    __android_log_set_logger(&discard_log);
+    std::vector<Finding> findings;
+    FindingCollector defaults(path, &findings);
+    TuningFileParser parser;
+    parser.setDiagnostics(&defaults);
+    const bool readable = parser.setTuningFile(path) == 0 && parser.getDeviceData() != nullptr;
+    if (readable) check_records(*parser.getDeviceData(), defaults);
+    if (!oemPath.empty()) {
+        FindingCollector oem(oemPath, &findings);
+        TuningFileParser oemParser;
+        oemParser.setDiagnostics(&oem);
+        if (oemParser.setTuningFile(oemPath) == 0 && oemParser.getDeviceData() != nullptr) {
+            check_records(*oemParser.getDeviceData(), oem);
+            if (readable) check_oem(*parser.getDeviceData(), *oemParser.getDeviceData(), oem);
+        }
+    }
+
+    std::stable_sort(findings.begin(), findings.end(), [&](const Finding& a, const Finding& b) {
+        return std::make_tuple(a.file != path, a.file, a.line) <
+               std::make_tuple(b.file != path, b.file, b.line);
+    });
+    int errors = 0;
+    int warnings = 0;
+    Json list = Json::array();
+    for (const Finding& finding : findings) {
+        const bool isError = finding.severity == Severity::kError;
+        (isError ? errors : warnings)++;
+        const char* severity = isError ? "error" : "warning";
+        if (json) {
+            list.push_back(Json{{"file", json_text(finding.file)},
+                                {"line", finding.line},
+                                {"severity", severity},
+                                {"message", json_text(finding.message)}});
+        } else {
+            out << finding.file << ":" << finding.line << ": " << severity << ": "
+                << finding.message << "\n";
+        }
+    }
+    if (json) {
+        out << json_dump(Json{{"findings", list}, {"errors", errors}, {"warnings", warnings}})
+            << "\n";
+    }
+    if (errors > 0) return 2;
+    return strict && warnings > 0 ? 1 : kExitOk;
+}
+
+const Subcommand kLintSubcommand = {
+    "lint",
+    "FILE [--oem FILE] [--strict] [--json]",
+    "say what the service will do with every doubtful part of a tuning file",
+    "usage: velora-inspect lint FILE [--oem FILE] [--strict] [--json]\n"
+    "\n"
+    "Reads FILE with the service's own reader and prints, as FILE:LINE: severity: message,\n"
+    "everything the reader does not take as it stands and what the service does with it:\n"
+    "sections dropped and why, elements taken by their position, elements and attributes\n"
+    "that are ignored, values read as something else (no number, beyond 32 bits),\n"
+    "preset names that name no preset, profiles without <ieq-enable> (they start with the\n"
+    "IEQ preset off), duplicate profile ids, tunings and devices, and devices that name a\n"
+    "tuning the file does not provide.\n"
+    "\n"
+    "  --oem FILE  also the OEM extra file: its own findings and the entries the merge drops\n"
+    "              because they clash with the default file\n"
+    "  --strict    exit 1 when there are warnings\n"
+    "  --json      one JSON document: findings, errors, warnings\n"
+    "\n"
+    "Exit status: 0 clean (or only warnings without --strict), 1 warnings under --strict,\n"
+    "2 errors (a section dropped, a file not readable) or a usage error.\n",
+    &inspect_lint,
+};
+
+}  // namespace velora::inspect
