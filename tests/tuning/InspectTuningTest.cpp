@@ -179,5 +179,33 @@ TEST_F(InspectTuningTest, LintReportsWhatTheReaderDoesWithItsLine) {
     EXPECT_THAT(shipped.out, HasSubstr("exists in the default file; dropped")) << shipped.out;
 }
 
+TEST_F(InspectTuningTest, PlotDrawsEveryRecordsNumbersAndRenders) {
+    const std::string svg = mRoot.path() + "/curves.svg";
+    Outcome run = inspect({"plot", mExample, "-o", svg});
+    ASSERT_EQ(0, run.status) << run.err;
+    const std::string picture = testing::read_file(svg);
+    TuningFileParser parser(mExample);
+    for (const Tuning* tuning : parser.getDeviceData()->getTunings()) {
+        EXPECT_THAT(picture, HasSubstr("Tuning '" + tuning->getName() + "': regulator thresholds"));
+        const auto& values = tuning->getValues();
+        const int band = values.at(audio_optimizer_frequency).back();
+        const int gain = values.at(audio_optimizer_gain_r).back();
+        EXPECT_THAT(picture, HasSubstr("right " + std::to_string(band) +
+                                       " Hz: " + std::to_string(gain) + " ("));
+    }
+    for (const IeqPreset* preset : parser.getDeviceData()->getIeqPresets()) {
+        EXPECT_THAT(picture, HasSubstr("IEQ preset " + preset_type_name(preset->getType())));
+    }
+    Outcome render = testing::run_tool(
+        {"/usr/bin/rsvg-convert", "-o", mRoot.path() + "/curves.png", svg}, mRoot.path());
+    EXPECT_EQ(0, render.status) << render.err;
+
+    Outcome one = inspect({"plot", mExample, "-o", svg, "--tuning", "headphone", "--profile", "9"});
+    EXPECT_EQ(0, one.status) << one.err;
+    EXPECT_THAT(testing::read_file(svg), Not(HasSubstr("GEQ preset")));
+    EXPECT_EQ(1,
+              inspect({"plot", mExample, "-o", svg, "--tuning", "none", "--profile", "9"}).status);
+}
+
 }  // namespace
 }  // namespace velora

@@ -7,6 +7,7 @@
 #include "tools/velora-inspect/InspectDb.h"
 #include "tools/velora-inspect/InspectEffect.h"
 #include "tools/velora-inspect/InspectLint.h"
+#include "tools/velora-inspect/InspectPlot.h"
 #include "tools/velora-inspect/InspectTuning.h"
 
 namespace velora::inspect {
@@ -14,10 +15,7 @@ namespace velora::inspect {
 const std::vector<const Subcommand*>& subcommands() {
     // A new subcommand adds its own source file and one line here.
     static const std::vector<const Subcommand*> kSubcommands = {
-        &kTuningSubcommand,
-        &kDbSubcommand,
-        &kEffectSubcommand,
-        &kLintSubcommand,
+        &kTuningSubcommand, &kDbSubcommand, &kEffectSubcommand, &kLintSubcommand, &kPlotSubcommand,
     };
     return kSubcommands;
 }
