@@ -148,8 +148,9 @@ class VeloraManagerService : public RefBase {
     void doOnPexParamUpdate(const void* data, unsigned length);
     void removeNotificationClient(unsigned key);
 
-    // The quiet time after a change of the settings before the service saves them on its
-    // event loop; 0 saves only when a client unregisters and when the service goes.
+    // The time from a change of the settings to the save on the event loop that carries it
+    // (with the changes made meanwhile); 0 saves only when a client unregisters and when the
+    // service goes.
     static constexpr int64_t kDefaultSaveDelayMs = 1000;
     void setSaveDelay(int64_t ms) { mSaveDelayMs.store(ms < 0 ? 0 : ms); }
     int64_t getSaveDelay() const { return mSaveDelayMs.load(); }

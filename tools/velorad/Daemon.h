@@ -22,7 +22,7 @@ public:
         std::string root;
         // Empty: velorad.sock in the root folder.
         std::string socket;
-        // Quiet time after a change before the settings are saved; 0 saves them only when a
+        // Time from a change to the save that carries it; 0 saves the settings only when a
         // client unregisters and at the end.
         int64_t saveDelayMs = 1000;
     };
