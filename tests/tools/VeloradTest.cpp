@@ -86,10 +86,12 @@ protected:
         }
     }
 
-    void startDaemon() {
+    void startDaemon(const std::vector<std::string>& extra = {}) {
         mDaemon = std::make_unique<ToolProcess>();
-        ASSERT_TRUE(mDaemon->start({VELORAD_PATH, "--root", mRoot->path(), "--socket", mSocket},
-                                   mLog));
+        std::vector<std::string> args = {VELORAD_PATH, "--root", mRoot->path(), "--socket",
+                                         mSocket};
+        args.insert(args.end(), extra.begin(), extra.end());
+        ASSERT_TRUE(mDaemon->start(args, mLog));
         std::string line;
         ASSERT_TRUE(mDaemon->readLine(&line, kStartTimeout)) << daemonLog();
         ASSERT_EQ(0u, line.rfind("velorad ready", 0)) << line;
@@ -354,6 +356,88 @@ TEST_F(VeloradTest, KilledWatcherIsDroppedAndTheOthersKeepReceiving) {
     EXPECT_EQ(0, survivor.process().wait(kEventTimeout));
     EXPECT_TRUE(waitForLog("client uid 8000 type 0 unregistered")) << daemonLog();
     EXPECT_EQ(std::string::npos, daemonLog().find("binderDied : client uid 8000")) << daemonLog();
+}
+
+TEST_F(VeloradTest, WatcherThatStopsReadingIsDroppedAsDeadWhenTooFarBehind) {
+    startDaemon({"--max-queued", "3"});
+    const auto count = [](const std::string& text, const std::string& what) {
+        size_t n = 0;
+        for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1))
+            ++n;
+        return n;
+    };
+    // The stuck watcher has a connection of its own with a small receive window that never
+    // grows, so a callback of a quarter MiB cannot reach it while it reads nothing.
+    grpc::ChannelArguments narrow;
+    narrow.SetInt(GRPC_ARG_HTTP2_BDP_PROBE, 0);
+    narrow.SetInt(GRPC_ARG_HTTP2_STREAM_LOOKAHEAD_BYTES, 16 * 1024);
+    narrow.SetInt(GRPC_ARG_USE_LOCAL_SUBCHANNEL_POOL, 1);
+    auto stuckClient = rpc::VeloraManager::NewStub(
+        grpc::CreateCustomChannel("unix:" + mSocket, grpc::InsecureChannelCredentials(), narrow));
+    auto client = stub();
+
+    // Type 1 is a decoder client, so DCCP tells whether the registry holds the stuck one.
+    grpc::ClientContext stuckContext;
+    rpc::ClientId stuckId;
+    stuckId.set_uid(7000);
+    stuckId.set_type(1);
+    auto stuck = stuckClient->RegisterClient(&stuckContext, stuckId);
+    rpc::ParamUpdate update;
+    ASSERT_TRUE(stuck->Read(&update));  // its own registration; it reads nothing after it
+
+    grpc::ClientContext goodContext;
+    goodContext.set_deadline(std::chrono::system_clock::now() + kStartTimeout);
+    rpc::ClientId goodId;
+    goodId.set_uid(8000);
+    auto good = client->RegisterClient(&goodContext, goodId);
+    ASSERT_TRUE(good->Read(&update));
+    EXPECT_EQ("1", json_member(ctl({"--json", "prop", "DCCP"}).out, "value"));
+
+    // Switching on while on changes nothing; the service echoes the whole buffer to each
+    // client. The stuck client's key sorts first, so once the good client has a callback,
+    // the service has made that call to the stuck one too.
+    std::string on = bytes_of({0, 1, 1});
+    on.resize(256 * 1024, '\x5a');
+    const auto write = [&] {
+        grpc::ClientContext context;
+        rpc::PackedBuffer buffer;
+        buffer.set_data(on);
+        rpc::Int32Value result;
+        ASSERT_TRUE(client->SetPexParam(&context, buffer, &result).ok());
+        ASSERT_EQ(0, result.value());
+        // veloractl's own registrations come in between.
+        do {
+            ASSERT_TRUE(good->Read(&update));
+        } while (update.data().size() != on.size());
+        ASSERT_TRUE(update.data() == on);
+    };
+    int writes = 0;
+    while (count(daemonLog(), "dropping it") == 0 && writes < 32) {
+        ++writes;
+        ASSERT_NO_FATAL_FAILURE(write());
+    }
+    // One write in flight and three queued: the fifth call finds the queue full.
+    EXPECT_GE(writes, 4);
+    EXPECT_LE(writes, 8) << daemonLog();
+    EXPECT_TRUE(waitForLog("binderDied : client uid 7001")) << daemonLog();
+    EXPECT_EQ("0", json_member(ctl({"--json", "prop", "DCCP"}).out, "value"));
+
+    // Removed from the registry, it is never called again.
+    const size_t failures = count(daemonLog(), "Call client failed on 7001");
+    EXPECT_LE(failures, 2u) << daemonLog();
+    for (int i = 0; i < 8; ++i) ASSERT_NO_FATAL_FAILURE(write());
+    EXPECT_EQ(failures, count(daemonLog(), "Call client failed")) << daemonLog();
+    // Its stream was ended by the daemon: what reached it before can still be read.
+    while (stuck->Read(&update)) {
+    }
+    EXPECT_NE(grpc::StatusCode::OK, stuck->Finish().error_code());
+
+    grpc::ClientContext unregisterContext;
+    rpc::Empty empty;
+    ASSERT_TRUE(client->UnregisterClient(&unregisterContext, goodId, &empty).ok());
+    while (good->Read(&update)) {
+    }
+    EXPECT_TRUE(good->Finish().ok());
 }
 
 TEST_F(VeloradTest, SigtermSavesAndTheNextDaemonFindsEverySetting) {

@@ -70,7 +70,7 @@ int Daemon::run() {
     android::sp<android::VeloraManagerService> service = new android::VeloraManagerService();
     service->setSaveDelay(mOptions.saveDelayMs);
     android::sp<KptService> kpt = new KptService(service);
-    auto rpcService = std::make_unique<VeloraRpcService>(kpt);
+    auto rpcService = std::make_unique<VeloraRpcService>(kpt, mOptions.maxQueuedCallbacks);
 
     grpc::ServerBuilder builder;
     builder.AddListeningPort("unix:" + socketPath, grpc::InsecureServerCredentials());

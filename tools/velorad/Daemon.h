@@ -4,6 +4,7 @@
  */
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -25,6 +26,8 @@ public:
         // Time from a change to the save that carries it; 0 saves the settings only when a
         // client unregisters and at the end.
         int64_t saveDelayMs = 1000;
+        // Callbacks a registered client may fall behind by before it is dropped as dead.
+        size_t maxQueuedCallbacks = 4096;
     };
 
     explicit Daemon(Options options);

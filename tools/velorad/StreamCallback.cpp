@@ -15,8 +15,9 @@ using ::android::Mutex;
 using ::android::hardware::Return;
 using ::android::hardware::Status;
 
-StreamCallback::StreamCallback(int type, uint32_t uid, std::function<void()> cutOff)
-    : mType(type), mUid(uid), mCutOff(std::move(cutOff)) {}
+StreamCallback::StreamCallback(int type, uint32_t uid, std::function<void()> cutOff,
+                               size_t maxQueued)
+    : mType(type), mUid(uid), mMaxQueued(maxQueued), mCutOff(std::move(cutOff)) {}
 
 Return<void> StreamCallback::onPexParamUpdate(const ::android::hardware::hidl_vec<uint8_t>& data) {
     Mutex::Autolock _l(mLock);
@@ -24,7 +25,7 @@ Return<void> StreamCallback::onPexParamUpdate(const ::android::hardware::hidl_ve
         // As the transport answers a call to a client whose process has gone.
         return Status::fromStatusT(::android::DEAD_OBJECT);
     }
-    if (mQueue.size() >= kMaxQueued) {
+    if (mQueue.size() >= mMaxQueued) {
         ALOGW("client uid %u type %d is %zu callbacks behind; dropping it", mUid, mType,
               mQueue.size());
         mClosed = true;

@@ -27,16 +27,18 @@ namespace velora {
 // next() from the stream's handler thread, close() from any thread.
 class StreamCallback : public ::vendor::velora::hardware::kpt::V2_0::IKptCallbacks {
   public:
-    // Callbacks a client may fall behind by before it counts as stuck and is dropped.
+    // Callbacks a client may fall behind by, by default, before it counts as stuck and is
+    // dropped.
     static constexpr size_t kMaxQueued = 4096;
 
     // Why the daemon ends a stream from its side.
     enum class Close { Unregistered, Shutdown, Overflow };
 
-    // `cutOff` is called once when the client falls kMaxQueued callbacks behind, while the
+    // `cutOff` is called once when the client falls `maxQueued` callbacks behind, while the
     // service still calls it: it must end the stream's wait on the client's connection, so
     // that the stream's handler declares the client dead at once.
-    StreamCallback(int type, uint32_t uid, std::function<void()> cutOff);
+    StreamCallback(int type, uint32_t uid, std::function<void()> cutOff,
+                   size_t maxQueued = kMaxQueued);
 
     ::android::hardware::Return<void> onPexParamUpdate(
         const ::android::hardware::hidl_vec<uint8_t>& data) override;
@@ -64,6 +66,7 @@ class StreamCallback : public ::vendor::velora::hardware::kpt::V2_0::IKptCallbac
   private:
     const int mType;
     const uint32_t mUid;
+    const size_t mMaxQueued;
     mutable ::android::Mutex mLock;
     ::android::Condition mChanged;
     std::deque<std::string> mQueue GUARDED_BY(mLock);

@@ -51,7 +51,8 @@ Status answer(const Return<T>& call, Reply* reply) {
 
 }  // namespace
 
-VeloraRpcService::VeloraRpcService(const sp<KptService>& kpt) : mKpt(kpt) {}
+VeloraRpcService::VeloraRpcService(const sp<KptService>& kpt, size_t maxQueued)
+    : mKpt(kpt), mMaxQueued(maxQueued) {}
 
 bool VeloraRpcService::stopping(Status* status) const {
     if (!mStopping.load()) return false;
@@ -99,8 +100,8 @@ Status VeloraRpcService::RegisterClient(ServerContext* context, const rpc::Clien
     // A client that falls too far behind is cut off at once, even while its handler waits on
     // a full connection: cancelling the call ends that wait, and the handler declares the
     // client dead.
-    sp<StreamCallback> stream =
-        new StreamCallback(request->type(), request->uid(), [context] { context->TryCancel(); });
+    sp<StreamCallback> stream = new StreamCallback(
+        request->type(), request->uid(), [context] { context->TryCancel(); }, mMaxQueued);
     // Listed before the service knows it, so that an unregistration that follows at once
     // finds the stream to end.
     addStream(stream);

@@ -30,7 +30,9 @@ class VeloraRpcService final : public rpc::VeloraManager::Service {
   public:
     // How often a stream with nothing to send checks whether its client is still there.
     static constexpr int64_t kLivenessCheckNs = 50'000'000;
-    explicit VeloraRpcService(const android::sp<KptService>& kpt);
+    // A client whose stream falls `maxQueued` callbacks behind is dropped as dead.
+    explicit VeloraRpcService(const android::sp<KptService>& kpt,
+                              size_t maxQueued = StreamCallback::kMaxQueued);
 
     // Refuses new calls and ends every open registration stream (with UNAVAILABLE), so that the
     // server's own shutdown does not wait on them. The registrations stay in the service until
@@ -98,6 +100,7 @@ class VeloraRpcService final : public rpc::VeloraManager::Service {
     android::sp<StreamCallback> findStream(const KptService::IKptCallbacks* callback);
 
     const android::sp<KptService> mKpt;
+    const size_t mMaxQueued;
     std::atomic<bool> mStopping{false};
     mutable android::Mutex mLock;
     std::vector<android::sp<StreamCallback>> mStreams GUARDED_BY(mLock);

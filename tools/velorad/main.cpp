@@ -71,6 +71,18 @@ int main(int argc, char** argv) {
                                    value);
             }
             options.saveDelayMs = ms;
+        } else if (arg == "--max-queued") {
+            // Left out of the usage: it only lets a test drop a stuck client after a few
+            // large callbacks instead of thousands.
+            if (i + 1 >= argc) return usage_error(arg + " needs a value");
+            const std::string value = argv[++i];
+            char* end = nullptr;
+            errno = 0;
+            const long long count = std::strtoll(value.c_str(), &end, 10);
+            if (value.empty() || *end != '\0' || errno != 0 || count < 1 || count > 1000000) {
+                return usage_error("--max-queued needs a count from 1 to 1000000, not " + value);
+            }
+            options.maxQueuedCallbacks = static_cast<size_t>(count);
         } else if (arg.rfind("--root=", 0) == 0) {
             options.root = arg.substr(7);
         } else if (arg.rfind("--socket=", 0) == 0) {
