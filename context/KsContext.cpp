@@ -124,7 +124,20 @@ void KsContext::load() {
             const char* name = port_name(port);
             std::string device = mProvider->getDeviceTuning(name);
             // Fills the provider's device list of the port, which the tuning lookup searches.
-            mProvider->loadDeviceTuningsForPort(port);
+            std::vector<std::string> available = getAvailableTuningDevice_l(port);
+            if (!available.empty() && device != kDefaultDevicePrefix + std::string(name) &&
+                std::find(available.begin(), available.end(), device) == available.end()) {
+                // A device chosen from the ones the tuning files defined then, and gone now (an
+                // OEM file replaced, a damaged row), would leave the port without a tuning; the
+                // port's default takes over, and the next save stores it. "default_<port>" is
+                // what every rebuild selects, and whether it exists is the tuning file's call.
+                std::string fallback = getDefaultTuningDevice_l(port);
+                ALOGW(
+                    "Current selected tuning dev[%s] is not available for port[%s], revert to "
+                    "use dev[%s].",
+                    device.c_str(), name, fallback.c_str());
+                device = fallback;
+            }
             if (mSelectedTuningDevices.count(port) == 0) mSelectedTuningDevices[port] = device;
             if (mSelectedTunings.count(port) == 0) {
                 Tuning* tuning = mProvider->loadTuningForDevice(device);

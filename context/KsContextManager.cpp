@@ -8,6 +8,7 @@
 
 #include <fcntl.h>
 #include <log/log.h>
+#include <sqlite3.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -18,7 +19,10 @@
 #include "context/KsContext.h"
 #include "context/KsContextChangeObservable.h"
 #include "model/Port.h"
+#include "store/DamagedDatabaseFiles.h"
+#include "store/DatabaseCheck.h"
 #include "store/Provider.h"
+#include "store/SettingsCarryOver.h"
 #include "tuning/DeviceData.h"
 #include "tuning/TuningFileParser.h"
 
@@ -27,6 +31,46 @@ ANDROID_SINGLETON_STATIC_INSTANCE(velora::KsContextManager);
 namespace velora {
 
 using android::Mutex;
+
+namespace {
+
+// SQLite's page check reads and checks every page, which costs about half of what reading
+// every row does (docs/reliability.md): too much for every start. It runs when a journal
+// beside the database says that the last write was cut off, the moment pages are most
+// likely to have been left damaged.
+bool page_check_wanted(const std::string& dbPath) {
+    struct stat info;
+    return lstat((dbPath + "-journal").c_str(), &info) == 0 ||
+           lstat((dbPath + "-wal").c_str(), &info) == 0;
+}
+
+// How many records of a table's kind the parsed tuning file defines.
+size_t records_of(TableType table, DeviceData& data) {
+    switch (table) {
+        case TABLE_IEQ_PRESETS:
+            return data.getIeqPresets().size();
+        case TABLE_GEQ_PRESETS:
+            return data.getGeqPresets().size();
+        case TABLE_PROFILES:
+            return data.getProfiles().size();
+        case TABLE_PROFILE_ENDPOINTS:
+            return data.getProfileEndpoints().size();
+        case TABLE_TUNINGS:
+            return data.getTunings().size();
+        case TABLE_DEVICE_TUNINGS:
+            return data.getDeviceTunings().size();
+        case TABLE_CONFIGURATION:
+            break;
+    }
+    return 0;
+}
+
+bool is_lock_error(sqlite3* db) {
+    int code = db == nullptr ? SQLITE_OK : sqlite3_errcode(db) & 0xff;
+    return code == SQLITE_BUSY || code == SQLITE_LOCKED;
+}
+
+}  // namespace
 
 KsContextManager::KsContextManager() { init(); }
 
@@ -68,13 +112,41 @@ void KsContextManager::init() {
         ALOGW("%s(): already started", "init");
         return;
     }
+    start_l();
+}
+
+bool KsContextManager::retryStart() {
+    Mutex::Autolock lock(mLock);
+    if (mContext != nullptr || !mStartRetryable) return false;
+    ALOGI("%s(): the last start-up met a passing fault, starting again", "retryStart");
+    release_l();
+    start_l();
+    return mContext != nullptr;
+}
+
+std::string KsContextManager::getStartFailure() {
+    Mutex::Autolock lock(mLock);
+    return mStartFailure;
+}
+
+void KsContextManager::start_l() {
+    mStartRetryable = false;
+    mStartFailure.clear();
     std::string path = chooseTuningFile();
     struct stat fileStat;
     if (stat(path.c_str(), &fileStat) != 0) {
         ALOGE("XML Tuning file doesn't exist!!");
+        mStartFailure = "the tuning file " + path + " does not exist";
         return;
     }
+    const bool pageCheck = page_check_wanted(SystemPaths::resolve(SystemPaths::kDatabaseDir) +
+                                             Provider::kDatabaseFileName);
     mProvider = std::make_unique<Provider>();
+    if (!checkDatabase_l(path, pageCheck)) {
+        mProvider.reset();
+        mParser.reset();
+        return;
+    }
     // Loading asks for every record of every profile, each of which its own statement would
     // find by scanning its whole table; reading each table once gives the same rows.
     mProvider->setReadTablesOnce(true);
@@ -83,10 +155,114 @@ void KsContextManager::init() {
         mObservable = std::make_unique<KsContextChangeObservable>();
         mContext = std::make_unique<KsContext>(mProvider.get(), mObservable.get());
         mContext->load();
+    } else if (is_lock_error(mProvider->getDatabaseHelper().getConnection())) {
+        ALOGE(
+            "settings database %s is locked by another process; start-up is tried again with "
+            "the next client",
+            mProvider->getDatabaseHelper().getPath().c_str());
+        mStartFailure = "the settings database " + mProvider->getDatabaseHelper().getPath() +
+                        " is locked by another process; the next client tries again";
+        mStartRetryable = true;
+    } else {
+        mStartFailure = "the settings database " + mProvider->getDatabaseHelper().getPath() +
+                        " holds no profile; is " + path + " a complete tuning file?";
     }
-    mProvider->setReadTablesOnce(false);
+    if (mStartRetryable) {
+        mProvider.reset();
+    } else {
+        mProvider->setReadTablesOnce(false);
+    }
     // The database holds everything the parse gave now; the records can go.
     mParser.reset();
+}
+
+bool KsContextManager::checkDatabase_l(const std::string& tuningPath, bool pageCheck) {
+    DatabaseHelper& db = mProvider->getDatabaseHelper();
+    DatabaseCheck::Result check = DatabaseCheck::examine(db, pageCheck);
+    switch (check.verdict) {
+        case DatabaseCheck::kSound:
+            return true;
+        case DatabaseCheck::kUnbuilt:
+            // A first start opens a file that did not exist; one that existed and holds
+            // nothing was left by a start that failed before it wrote anything.
+            if (db.existedBeforeOpen()) {
+                ALOGW("settings database %s holds no settings, it is built from the tuning file",
+                      db.getPath().c_str());
+            }
+            return true;
+        case DatabaseCheck::kUnavailable:
+            ALOGE(
+                "settings database %s cannot be used: %s; start-up is tried again with the "
+                "next client",
+                db.getPath().c_str(), check.reason.c_str());
+            mStartRetryable = true;
+            return false;
+        case DatabaseCheck::kDamaged:
+            break;
+    }
+    return rebuildDamaged_l(tuningPath, check);
+}
+
+bool KsContextManager::rebuildDamaged_l(const std::string& tuningPath,
+                                        const DatabaseCheck::Result& check) {
+    const std::string dbPath = mProvider->getDatabaseHelper().getPath();
+    auto parser = std::make_unique<TuningFileParser>();
+    if (parser->setTuningFile(tuningPath) != 0 || parser->getDeviceData() == nullptr) {
+        // Moving the file aside would leave nothing at all to run on.
+        ALOGE(
+            "settings database %s is damaged (%s), and the tuning file %s cannot be read to "
+            "rebuild it; the database is left as it is",
+            dbPath.c_str(), check.reason.c_str(), tuningPath.c_str());
+        return false;
+    }
+    DeviceData* data = parser->getDeviceData();
+    if (!check.emptyTables.empty()) {
+        bool lost = false;
+        for (TableType table : check.emptyTables) lost = lost || records_of(table, *data) > 0;
+        // Rows the tuning file does not define were never there; a rebuild would bring
+        // nothing back.
+        if (!lost) return true;
+    }
+
+    SettingsCarryOver carried;
+    carried.readFrom(mProvider->getDatabaseHelper());
+    mProvider.reset();
+    std::string aside;
+    std::string error;
+    if (!DamagedDatabaseFiles::moveAside(dbPath, &aside, &error)) {
+        ALOGE("settings database %s is damaged (%s) and cannot be moved aside: %s", dbPath.c_str(),
+              check.reason.c_str(), error.c_str());
+        mStartFailure = "the settings database " + dbPath + " is damaged (" + check.reason +
+                        ") and cannot be moved aside: " + error;
+        return false;
+    }
+    ALOGE("settings database %s is damaged (%s); moved aside as %s and rebuilt from %s",
+          dbPath.c_str(), check.reason.c_str(), aside.c_str(), tuningPath.c_str());
+
+    mProvider = std::make_unique<Provider>();
+    if (!mProvider->getDatabaseHelper().isOpen()) {
+        ALOGE("settings database %s cannot be created", dbPath.c_str());
+        mStartFailure = "the settings database " + dbPath + " cannot be created";
+        return false;
+    }
+    data->setSignature(getSignature(tuningPath));
+    data->validateData();
+    // As at a first start, one transaction; what was kept goes in after the OEM merge, so
+    // that a device the user chose from the OEM file is found.
+    mProvider->beginTransaction();
+    populateDatabase(data, mProvider.get());
+    loadOemTuningLocked();
+    SettingsCarryOver::Outcome outcome = carried.applyTo(mProvider->getDatabaseHelper());
+    mProvider->commitTransaction();
+    ALOGI("Load OEM tuning XML after default tuning XML is reloaded");
+    if (!carried.empty()) {
+        ALOGI("kept from the damaged database: %d custom rows and %d settings (%d rows and %d "
+              "settings dropped)",
+              outcome.rowsCarried, outcome.valuesCarried, outcome.rowsDropped,
+              outcome.valuesDropped);
+    }
+    mParser = std::move(parser);
+    return true;
 }
 
 int KsContextManager::initDatabase(Provider* provider, const std::string& path) {

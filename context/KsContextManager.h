@@ -15,6 +15,8 @@
 #include <set>
 #include <string>
 
+#include "store/DatabaseCheck.h"
+
 namespace velora {
 
 class DeviceData;
@@ -44,6 +46,13 @@ class KsContextManager : public android::Singleton<KsContextManager> {
 
     // Start-up. Does nothing (but log) when the manager already holds a Provider.
     void init();
+    // Starts up again when the last start-up failed for a passing reason (the database was
+    // locked by another process or could not be opened); true when that brought the current
+    // state up. A failure that would only repeat (no tuning file, no profile) is not retried.
+    bool retryStart();
+    // Why the last start-up left no current state, in words for a user; empty while running
+    // or before any start-up.
+    std::string getStartFailure();
     // The current state; null when start-up found no tuning file or no profile.
     KsContext* getKsContext();
     // Merges the OEM extra file into the database again and lets the current state pick up
@@ -59,6 +68,14 @@ class KsContextManager : public android::Singleton<KsContextManager> {
   private:
     // The default file, or its ROMUPDATE copy when that is at least as new.
     static std::string chooseTuningFile();
+    void start_l() REQUIRES(mLock);
+    // Examines the database the new Provider opened and rebuilds it when it is damaged;
+    // false when start-up cannot go on with it. pageCheck adds SQLite's check of every page.
+    bool checkDatabase_l(const std::string& tuningPath, bool pageCheck) REQUIRES(mLock);
+    // Keeps what can be read of the damaged database, moves it aside, and builds a new one
+    // from the tuning file with what was kept.
+    bool rebuildDamaged_l(const std::string& tuningPath, const DatabaseCheck::Result& check)
+        REQUIRES(mLock);
     int initDatabase(Provider* provider, const std::string& path) REQUIRES(mLock);
     DeviceData* loadXmlIfChanged(const std::string& path, Provider* provider) REQUIRES(mLock);
     std::string getChangedSignature(const std::string& path, Provider* provider);
@@ -80,6 +97,9 @@ class KsContextManager : public android::Singleton<KsContextManager> {
         std::set<std::string> devices;
     };
     std::optional<DefaultNames> mDefaultNames GUARDED_BY(mLock);
+    // Whether the last start-up failed for a passing reason; under mLock.
+    bool mStartRetryable = false;
+    std::string mStartFailure GUARDED_BY(mLock);
     android::Mutex mLock;
 };
 

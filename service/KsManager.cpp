@@ -67,6 +67,11 @@ int KsManager::init() {
     }
     if (mContext == nullptr) {
         mContext = contextManager().getKsContext();
+        // A start-up that met a lock held by another process is tried again here, with the
+        // next client, instead of leaving the service without settings for good.
+        if (mContext == nullptr && contextManager().retryStart()) {
+            mContext = contextManager().getKsContext();
+        }
         mOwnsContext = false;
         if (mContext == nullptr) {
             return -ENODEV;
@@ -343,6 +348,13 @@ int KsManager::reloadTuningXml() {
 
 std::string KsManager::getDefaultXmlFormatVersion() {
     return contextManager().getDefaultXmlFormatVersion();
+}
+
+std::string KsManager::getStartFailure() {
+    if (mContext != nullptr) return std::string();
+    // Asking the process-wide manager would create it, and so start the settings system.
+    if (mContextManager == nullptr && !KsContextManager::hasInstance()) return std::string();
+    return contextManager().getStartFailure();
 }
 
 }  // namespace velora

@@ -102,6 +102,8 @@ class KsManager {
     // Tuning file.
     int reloadTuningXml();
     std::string getDefaultXmlFormatVersion();
+    // Why the settings system did not start, when it tried and failed; empty otherwise.
+    std::string getStartFailure();
 
     // The state this manager works on (null before a successful init).
     KsContext* getKsContext() const { return mContext; }

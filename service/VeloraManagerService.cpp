@@ -591,6 +591,8 @@ status_t VeloraManagerService::dump(int fd, const Vector<String16>& /*args*/) {
     dprintf(fd, "Registered clients : %zu\n", getClientCount());
     if (!isInitialized()) {
         dprintf(fd, "KsManager doesn't initialize!\n");
+        const std::string failure = mKsManager->getStartFailure();
+        if (!failure.empty()) dprintf(fd, "Start-up failed : %s\n", failure.c_str());
         return NO_ERROR;
     }
     dprintf(fd, "KIV Status : %s\n", mKsManager->getKsOn() ? "ON" : "OFF");

@@ -7,8 +7,12 @@
 #include "store/DatabaseHelper.h"
 
 #include <log/log.h>
+#include <sys/stat.h>
 
 #include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <optional>
 #include <system_error>
@@ -25,6 +29,30 @@ namespace velora {
 namespace {
 
 constexpr const char* kDefaultCustomName = "default";
+
+// Long enough for another process's short write (a backup, an inspection) to finish, short
+// enough that a client's call does not seem to hang while a lock is held for good.
+std::atomic<int> gBusyTimeoutMs{1000};
+
+// What stands at the database path when it is neither absent nor a regular file (directly or
+// through a symbolic link); empty when SQLite may open or create it. A link to nothing would
+// make SQLite create the database wherever the link points.
+std::string path_problem(const std::string& path, bool* exists) {
+    struct stat info;
+    *exists = false;
+    if (lstat(path.c_str(), &info) != 0) return std::string();
+    *exists = true;
+    if (S_ISLNK(info.st_mode)) {
+        struct stat target;
+        if (stat(path.c_str(), &target) != 0) {
+            return std::string("a symbolic link to nothing (") + std::strerror(errno) + ")";
+        }
+        info = target;
+    }
+    if (S_ISDIR(info.st_mode)) return "a folder";
+    if (!S_ISREG(info.st_mode)) return "not a regular file";
+    return std::string();
+}
 
 // The layout of one table: the record's own fields (column name and the key of the line of
 // the record's storage text that fills it), then one column per parameter of the record's
@@ -100,14 +128,24 @@ DatabaseHelper::DatabaseHelper(const std::string& dbName)
         ALOGW("cannot create the database folder %s: %s", mDirectory.c_str(),
               error.message().c_str());
     }
+    mPathProblem = path_problem(mPath, &mExistedBeforeOpen);
+    if (!mPathProblem.empty()) return;
     int rc = sqlite3_open_v2(mPath.c_str(), &mDb,
                              SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_FULLMUTEX,
                              nullptr);
     if (rc != SQLITE_OK) {
         sqlite3_close_v2(mDb);
         mDb = nullptr;
+        return;
     }
+    // Without it a statement fails at once when another process reads the file, and a save
+    // that meets a reader would be lost.
+    sqlite3_busy_timeout(mDb, gBusyTimeoutMs.load());
 }
+
+void DatabaseHelper::setBusyTimeout(int milliseconds) { gBusyTimeoutMs.store(milliseconds); }
+
+int DatabaseHelper::getBusyTimeout() { return gBusyTimeoutMs.load(); }
 
 DatabaseHelper::~DatabaseHelper() {
     // The statements kept go before the connection.
@@ -151,7 +189,7 @@ std::vector<std::string> DatabaseHelper::getColumnNames(TableType type) {
     return names;
 }
 
-std::string DatabaseHelper::buildColumnString(TableType type) const {
+std::string DatabaseHelper::buildColumnString(TableType type) {
     std::string columns = " (";
     bool first = true;
     for (const std::string& name : getColumnNames(type)) {
@@ -861,11 +899,11 @@ std::set<DeviceTuning*> DatabaseHelper::queryDeviceTunings(const std::string& po
     return result;
 }
 
-void DatabaseHelper::forEachConfigurationValue(
+bool DatabaseHelper::forEachConfigurationValue(
     const std::string& key, const std::function<void(const std::string&)>& visit) {
     if (mDb == nullptr) {
         ALOGE("the database is not connected");
-        return;
+        return false;
     }
     bool read = forEachStoredRow(TABLE_CONFIGURATION, {{"key", key}},
                                  [&visit](TableRows& stored, size_t row) {
@@ -875,13 +913,13 @@ void DatabaseHelper::forEachConfigurationValue(
                                          }
                                      }
                                  });
-    if (read) return;
+    if (read) return true;
     std::string sql = std::string("SELECT value FROM ") + kTableNames[TABLE_CONFIGURATION] +
                       " WHERE key='" + escape_sql_quotes(key) + "'";
     SqliteStatement statement;
     if (statement.prepare(mDb, sql) != SQLITE_OK) {
         ALOGE("failed to prepare sql: %s, line %d", sql.c_str(), __LINE__);
-        return;
+        return false;
     }
     int rc;
     while ((rc = statement.step()) == SQLITE_ROW) {
@@ -889,7 +927,9 @@ void DatabaseHelper::forEachConfigurationValue(
     }
     if (rc != SQLITE_DONE) {
         ALOGE("Unknow error... %d", __LINE__);
+        return false;
     }
+    return true;
 }
 
 bool DatabaseHelper::queryPexStatus(const std::string& key) {
@@ -898,12 +938,13 @@ bool DatabaseHelper::queryPexStatus(const std::string& key) {
         return false;
     }
     // On unless a row says otherwise; texts other than "true" and "false" change nothing.
+    // State that cannot be read is off, as without a connection: "on" would be a guess.
     bool on = true;
-    forEachConfigurationValue(key, [&on](const std::string& value) {
+    bool read = forEachConfigurationValue(key, [&on](const std::string& value) {
         if (value == "false") on = false;
         if (value == "true") on = true;
     });
-    return on;
+    return read && on;
 }
 
 std::string DatabaseHelper::querySelectedProfile(const std::string& key) {

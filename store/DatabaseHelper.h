@@ -58,7 +58,17 @@ class DatabaseHelper {
     DatabaseHelper(const DatabaseHelper&) = delete;
     DatabaseHelper& operator=(const DatabaseHelper&) = delete;
 
+    // How long a statement waits for a lock that another connection holds before it fails
+    // with SQLITE_BUSY; applies to helpers constructed afterwards. Hosts and tests shorten it.
+    static void setBusyTimeout(int milliseconds);
+    static int getBusyTimeout();
+
     bool isOpen() const { return mDb != nullptr; }
+    // Why the file was not opened when something other than a database file stands at its
+    // path (a folder, a symbolic link to nothing); empty otherwise.
+    const std::string& getPathProblem() const { return mPathProblem; }
+    // True when the file existed before this helper opened it.
+    bool existedBeforeOpen() const { return mExistedBeforeOpen; }
     // The host path of the database file.
     const std::string& getPath() const { return mPath; }
     // The connection, for diagnostics (statement tracing); null when not open.
@@ -68,7 +78,7 @@ class DatabaseHelper {
     int init();
     int createTable(TableType type);
     // " (" + the table's column declarations + ")".
-    std::string buildColumnString(TableType type) const;
+    static std::string buildColumnString(TableType type);
     // The table's column names in order.
     static std::vector<std::string> getColumnNames(TableType type);
     // Drops every table.
@@ -217,14 +227,17 @@ class DatabaseHelper {
                    const std::vector<std::optional<std::string>>& values);
     static std::string insertText(TableType table, long long id,
                                   const std::vector<std::optional<std::string>>& values);
-    // Calls visit with the value of every row of key, in row order.
-    void forEachConfigurationValue(const std::string& key,
+    // Calls visit with the value of every row of key, in row order; false when the rows
+    // could not all be read.
+    bool forEachConfigurationValue(const std::string& key,
                                    const std::function<void(const std::string&)>& visit);
     void updateConfiguration(const std::string& key, const std::string& value);
 
     std::string mDbName;
     std::string mDirectory;
     std::string mPath;
+    std::string mPathProblem;
+    bool mExistedBeforeOpen = false;
     sqlite3* mDb = nullptr;
     std::map<std::string, Parameter> mColumnNameMap;
     bool mReadTablesOnce = false;

@@ -109,13 +109,15 @@ TEST_F(InspectDbTest, RefusesWhatIsNotASettingsDatabaseWithoutCreatingAnything) 
     std::ofstream(path("notes.txt")) << "no database, though long enough for a header page\n";
     result = run({path("notes.txt")});
     EXPECT_EQ(1, result.status);
-    EXPECT_THAT(result.err, HasSubstr(path("notes.txt") + " is not a settings database: "));
+    EXPECT_THAT(result.err, HasSubstr(path("notes.txt") +
+                                      " is damaged (file is not a database); the service moves "
+                                      "it aside and rebuilds it at its next start"));
     EXPECT_EQ("", result.out);
 
     DatabaseHelper("other.db").createTable(TABLE_CONFIGURATION);
     EXPECT_THAT(run({path("other.db")}).err,
-                HasSubstr("is not a settings database: missing tables ieq_presets, geq_presets, "
-                          "profiles, profile_endpoints, tunings, device_tunings"));
+                HasSubstr("is damaged (tables ieq_presets, geq_presets, profiles, "
+                          "profile_endpoints, tunings, device_tunings are missing)"));
     EXPECT_EQ(2, run({}).status);  // usage
 }
 

@@ -10,6 +10,7 @@
 
 #include <chrono>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -224,6 +225,17 @@ TEST_F(VeloradTest, UnreachableDaemonIsReportedWithItsOwnExitStatus) {
     ToolResult json = ctl({"--json", "profiles"});
     EXPECT_EQ(3, json.status);
     EXPECT_EQ("3", json_member(json.out, "exit")) << json.out;
+}
+
+TEST_F(VeloradTest, AServiceThatCannotStartSaysWhichFileIsAtFault) {
+    std::filesystem::remove(mRoot->hostPath(SystemPaths::kDefaultTuningFile));
+    startDaemon();
+    ToolResult result = ctl({"status"});
+    EXPECT_EQ(1, result.status);
+    EXPECT_NE(std::string::npos,
+              result.err.find("not initialised: the tuning file " +
+                              mRoot->hostPath(SystemPaths::kDefaultTuningFile) + " does not exist"))
+        << result.err;
 }
 
 TEST_F(VeloradTest, EveryWatcherReceivesEveryChangeAsTheAppliedSetBuffer) {

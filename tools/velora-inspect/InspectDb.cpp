@@ -10,9 +10,9 @@
 #include <algorithm>
 #include <memory>
 #include <optional>
-#include <set>
 
 #include "model/Endpoint.h"
+#include "store/DatabaseCheck.h"
 #include "store/DatabaseHelper.h"
 #include "store/SqliteStatement.h"
 #include "store/TextHelpers.h"
@@ -164,24 +164,27 @@ int inspect_db(const std::vector<std::string>& args, std::ostream& out, std::ost
     }
     std::unique_ptr<sqlite3, int (*)(sqlite3*)> holder(db, sqlite3_close_v2);
 
-    std::set<std::string> present;
-    {
-        SqliteStatement statement;
-        if (statement.prepare(db, "SELECT name FROM sqlite_master WHERE type='table'") !=
-            SQLITE_OK) {
-            return fail(err, path + " is not a settings database: " + sqlite3_errmsg(db));
-        }
-        while (statement.step() == SQLITE_ROW) present.insert(statement.columnText(0));
-    }
-    std::vector<std::string> missing;
-    for (const char* table : DatabaseHelper::kTableNames) {
-        if (present.count(table) == 0) missing.push_back(table);
-    }
-    if (!missing.empty()) {
-        std::string list;
-        for (const std::string& table : missing) list += (list.empty() ? "" : ", ") + table;
-        return fail(err, path + " is not a settings database: missing table" +
-                             (missing.size() == 1 ? " " : "s ") + list);
+    // The service's own start-up check, with the page check that a start skips: the
+    // findings name what the service would do with this file.
+    DatabaseCheck::Result check = DatabaseCheck::examine(db, /*withPageCheck=*/true);
+    switch (check.verdict) {
+        case DatabaseCheck::kSound:
+            break;
+        case DatabaseCheck::kUnbuilt:
+            return fail(err, path +
+                                 " holds no settings yet; the service builds it from the "
+                                 "tuning file at its next start");
+        case DatabaseCheck::kUnavailable:
+            return fail(err, path + " cannot be read now: " + check.reason);
+        case DatabaseCheck::kDamaged:
+            if (!check.emptyTables.empty()) {
+                // Rows a tuning file without such records never wrote; worth showing.
+                err << "velora-inspect db: " << path << ": " << check.reason << "\n";
+                break;
+            }
+            return fail(err, path + " is damaged (" + check.reason +
+                                 "); the service moves it aside and rebuilds it at its next "
+                                 "start");
     }
 
     out << "Settings database " << path << "\n\n";
@@ -208,7 +211,8 @@ const Subcommand kDbSubcommand = {
     "configuration table is shown as key = value lines; record rows are shown under\n"
     "their copy (default, custom, oem) and keys, sorted by those, each stored value as\n"
     "its text (NULL where the record had no value). The file is opened read-only.\n"
-    "Exits with 1 when the file cannot be read or is not a settings database.\n",
+    "Exits with 1 when the file cannot be read or is damaged (what the service's\n"
+    "start-up check finds, with SQLite's page check), naming what is wrong.\n",
     inspect_db,
 };
 

@@ -466,7 +466,7 @@ bool Controller::applyAndWait(const std::string& buffer, std::string* echo) {
     mChanged = true;
     if (!mClient->setPexParam(buffer, &result)) return false;
     if (result != 0) {
-        mClient->fail(EXIT_REFUSED, "setPexParam refused: " + describe_result(result));
+        mClient->fail(EXIT_REFUSED, "setPexParam refused: " + mClient->describe(result));
         return false;
     }
     const auto deadline = std::chrono::steady_clock::now() + mClient->timeout();

@@ -50,8 +50,7 @@ std::string describe_result(int result) {
     std::string text = std::to_string(result);
     switch (-result) {
         case ENODEV:
-            return text + " (ENODEV: the service is not initialised; see velorad's log: is there a "
-                          "tuning file under its root?)";
+            return text + " (ENODEV: the service is not initialised; see velorad's log)";
         case EINVAL:
             return text + " (EINVAL: invalid argument)";
         case ENOENT:

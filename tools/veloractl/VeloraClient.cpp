@@ -202,6 +202,17 @@ bool VeloraClient::dump(const std::vector<std::string>& args, std::string* text)
     return true;
 }
 
+std::string VeloraClient::describe(int result) {
+    std::string text;
+    if (result != -ENODEV || !dump({}, &text)) return describe_result(result);
+    const std::string marker = "Start-up failed : ";
+    size_t start = text.find(marker);
+    if (start == std::string::npos) return describe_result(result);
+    start += marker.size();
+    return std::to_string(result) + " (ENODEV: the service is not initialised: " +
+           text.substr(start, text.find('\n', start) - start) + ")";
+}
+
 bool VeloraClient::getPackedInt(int command, int argument, int* value) {
     int result = 0;
     std::string answer;
@@ -209,8 +220,8 @@ bool VeloraClient::getPackedInt(int command, int argument, int* value) {
         return false;
     }
     if (result != 0) {
-        fail(EXIT_REFUSED, "getPexParam command " + std::to_string(command) +
-                                   " failed: " + describe_result(result));
+        fail(EXIT_REFUSED,
+             "getPexParam command " + std::to_string(command) + " failed: " + describe(result));
         return false;
     }
     std::vector<int> words = unpack_words(answer);
@@ -232,7 +243,7 @@ bool VeloraClient::getPackedValues(int profile, int port, int id, int length,
     std::string answer;
     if (!getPexParam(request, answerLength, &result, &answer)) return false;
     if (result != 0) {
-        fail(EXIT_REFUSED, "getPexParam failed: " + describe_result(result));
+        fail(EXIT_REFUSED, "getPexParam failed: " + describe(result));
         return false;
     }
     *values = unpack_words(answer);

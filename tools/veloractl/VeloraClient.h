@@ -87,6 +87,8 @@ public:
     bool getDefaultXmlFormatVersion(int* version);
     bool isMonoInternalSpeaker(bool* mono);
     bool dump(const std::vector<std::string>& args, std::string* text);
+    // describe_result, and for a service that is not initialised the reason its dump gives.
+    std::string describe(int result);
 
     // Packed get helpers: a 32-bit answer of commands 0, 3, 10, 11 and 13.
     bool getPackedInt(int command, int argument, int* value);
