@@ -90,6 +90,10 @@ struct Service {
 
     Service() {
         service = new VeloraManagerService(&manager);
+        // No timed saves: the service lives until the process ends, and a save falling due
+        // while the process tears its static tables down would read freed memory. Inputs
+        // still save through re-registrations, on this thread, where they are drained.
+        service->setSaveDelay(0);
         client = new MarkerClient();
         service->registerClient(client, kClientType, kClientUid);
         devNull = open("/dev/null", O_WRONLY | O_CLOEXEC);
