@@ -895,8 +895,11 @@ bool TuningFileParser::parseTuningData(xmlNodePtr data, Tuning* tuning) {
     }
     // The band tables are known by position only. Say so when a parameter element sits
     // there: its value is lost and the table is read from it.
-    for (const auto& [table, what] :
+    for (const auto& entry :
          {std::pair{optimizer.node, "audio-optimizer"}, std::pair{regulator.node, "regulator"}}) {
+        // Plain names, not a structured binding: the diagnostic's lambda captures them.
+        const auto table = entry.first;
+        const char* const what = entry.second;
         if (is_parameter_element(node_name(table))) {
             ALOGW("Tuning [%s]: <%s> at line %ld is read as the %s band table",
                   tuning->getName().c_str(), std::string(node_name(table)).c_str(),
