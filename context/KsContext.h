@@ -77,8 +77,9 @@ class KsContext {
 
     // Everything, in one provider transaction: 0 once it is on disk, or a negative errno when
     // the transaction could not be opened or one of its writes failed, in which case it is
-    // rolled back and the database holds the previous save.
-    int save();
+    // rolled back and the database holds the previous save. With quietFailures a failed save
+    // logs nothing (a retry of a save whose failure was logged already).
+    int save(bool quietFailures = false);
     // True while a change made to the state since the last successful save() is not on disk.
     bool hasUnsavedChanges() const;
     // Grows by one with every change of the state (a value, a selection, a reset); read
@@ -127,8 +128,7 @@ class KsContext {
     void setProfileParameter(int profileId, Endpoint endpoint, Parameter parameter,
                              const std::vector<int>& values);
     // Parameter of the profile's graphic-equalizer preset.
-    void setProfileGeqParameter(int profileId, Parameter parameter,
-                                const std::vector<int>& values);
+    void setProfileGeqParameter(int profileId, Parameter parameter, const std::vector<int>& values);
 
     // Copies of the stored vectors. A valid parameter the record does not hold yet is entered
     // with an empty vector, which is returned; callers treat empty as absent.

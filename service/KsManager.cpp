@@ -155,7 +155,7 @@ bool KsManager::getKsSuspended() {
 
 void KsManager::restoreCurrentProfiles() { mContext->reloadAllProfile(); }
 
-int KsManager::saveKsStateAndSettings() { return mContext->save(); }
+int KsManager::saveKsStateAndSettings(bool quietFailures) { return mContext->save(quietFailures); }
 
 void KsManager::saveKsState() { mContext->saveKsState(); }
 

@@ -60,8 +60,8 @@ class KsManager {
     bool getKsSuspended();
     void restoreCurrentProfiles();
     // Saves the whole state in one transaction: 0 once it is on disk, else a negative errno
-    // (logged), the database keeping the previous save.
-    int saveKsStateAndSettings();
+    // (logged unless quietFailures), the database keeping the previous save.
+    int saveKsStateAndSettings(bool quietFailures = false);
     void saveKsState();
     void saveKsProfile();
     void saveKsProfileSettings();

@@ -12,6 +12,7 @@
 
 #include <log/log.h>
 #include <utils/SystemClock.h>
+#include <utils/Timers.h>
 
 #include <cerrno>
 #include <cinttypes>
@@ -19,6 +20,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <vector>
 
 #include "context/KsContext.h"
@@ -226,16 +228,62 @@ int VeloraManagerService::unregisterClient(const sp<IKptCallbacks>& callback, in
     return result;
 }
 
-int VeloraManagerService::saveState() {
+int VeloraManagerService::saveState(bool onItsOwn) {
     mSaveCount++;
-    return mKsManager->saveKsStateAndSettings();
+    bool quiet;
+    {
+        Mutex::Autolock _l(mSaveLock);
+        quiet = onItsOwn && mFailedSaves > 0;
+    }
+    const int result = mKsManager->saveKsStateAndSettings(quiet);
+    {
+        Mutex::Autolock _l(mSaveLock);
+        ++mEndedSaves;
+        if (result != 0) {
+            ++mFailedSaves;
+            mLastSaveFailedAt = time(nullptr);
+            mLastSaveError = result;
+        } else if (mFailedSaves > 0) {
+            ALOGI("settings saved after %u failed attempts", mFailedSaves);
+            mFailedSaves = 0;
+        }
+        mSaveEnded.broadcast();
+    }
+    // Gone only in the destructor, whose save is the last.
+    if (result != 0 && mEventHandler != nullptr) {
+        mEventHandler->retrySave();
+    }
+    return result;
 }
 
 void VeloraManagerService::saveChangedState() {
     velora::KsContext* context = mKsManager->getKsContext();
-    if (context != nullptr && context->hasUnsavedChanges()) {
-        saveState();
+    bool failing;
+    {
+        Mutex::Autolock _l(mSaveLock);
+        failing = mFailedSaves > 0;
     }
+    // After a failure the save is made even when nothing changed since: the failed one may
+    // have been a save point's, made with nothing unsaved, and its run ends only with a save.
+    if (context != nullptr && (failing || context->hasUnsavedChanges())) {
+        saveState(true);
+    }
+}
+
+uint64_t VeloraManagerService::getEndedSaveCount() const {
+    Mutex::Autolock _l(mSaveLock);
+    return mEndedSaves;
+}
+
+bool VeloraManagerService::waitForSaves(uint64_t ended, bool saved, int64_t timeoutMs) {
+    const nsecs_t deadline = systemTime(SYSTEM_TIME_MONOTONIC) + milliseconds(timeoutMs);
+    Mutex::Autolock _l(mSaveLock);
+    while (mEndedSaves < ended || (saved && mFailedSaves > 0)) {
+        const nsecs_t left = deadline - systemTime(SYSTEM_TIME_MONOTONIC);
+        if (left <= 0) return false;
+        mSaveEnded.waitRelative(mSaveLock, left);
+    }
+    return true;
 }
 
 bool VeloraManagerService::hasDecCP() const { return mDecClientCount.load() != 0; }
@@ -608,6 +656,16 @@ status_t VeloraManagerService::dump(int fd, const Vector<String16>& /*args*/) {
     const char* dialogState = dialog.empty() ? "unknown" : (dialog[0] ? "ON" : "OFF");
     dprintf(fd, "Dialog Enhance state : %s\n", dialogState);
     dprintf(fd, "Is Mono Speaker : %s\n", mKsManager->isMonoInternalSpeaker() ? "YES" : "NO");
+    Mutex::Autolock _l(mSaveLock);
+    if (mFailedSaves > 0) {
+        char when[32] = "?";
+        struct tm utc;
+        if (gmtime_r(&mLastSaveFailedAt, &utc) != nullptr) {
+            strftime(when, sizeof(when), "%Y-%m-%d %H:%M:%S UTC", &utc);
+        }
+        dprintf(fd, "last save failed at %s: %s (%u attempts since the last save)\n", when,
+                strerror(-mLastSaveError), mFailedSaves);
+    }
     return NO_ERROR;
 }
 

@@ -8,6 +8,7 @@
 #include <hidl/HidlSupport.h>
 #include <pexparamstorage/PexParamCache.h>
 #include <pexparamstorage/PexParamStore.h>
+#include <utils/Condition.h>
 #include <utils/KeyedVector.h>
 #include <utils/Mutex.h>
 #include <utils/RefBase.h>
@@ -18,6 +19,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <ctime>
 #include <string>
 
 namespace velora {
@@ -157,6 +159,11 @@ class VeloraManagerService : public RefBase {
     // The saves of the whole state the service has made (after changes, on unregistration,
     // at the end), failed ones included.
     uint64_t getSaveCount() const { return mSaveCount.load(); }
+    // The saves that have ended, failed ones included.
+    uint64_t getEndedSaveCount() const;
+    // Waits until at least `ended` saves have ended and, with saved, until the last one
+    // succeeded; false when that does not happen within timeoutMs. For hosts and tests.
+    bool waitForSaves(uint64_t ended, bool saved, int64_t timeoutMs);
 
     // True once the manager has started.
     bool isInitialized() const { return mInitialized.load(std::memory_order_acquire); }
@@ -169,9 +176,13 @@ class VeloraManagerService : public RefBase {
     bool ensureInitialized();
     // Reloads the tuning file and tells the clients; runs on the event loop.
     void reloadTuningFile();
-    // Saves the whole state: 0, or the save's negative errno.
-    int saveState();
-    // Saves the whole state when it holds changes not on disk yet; runs on the event loop.
+    // Saves the whole state: 0, or the save's negative errno. A failed save is tried again on
+    // the event loop one save delay later, until one succeeds; its failure is logged once per
+    // run of failures, so a save the service makes on its own (onItsOwn: after changes, or
+    // again after a failure) is quiet while the run lasts.
+    int saveState(bool onItsOwn = false);
+    // Saves the whole state when it holds changes not on disk yet or the last save failed;
+    // runs on the event loop.
     void saveChangedState();
     void packAndReceiveParam(const void* in, unsigned inLength, void* out, unsigned outLength);
     bool checkPort(const char* operation, int port);
@@ -197,6 +208,15 @@ class VeloraManagerService : public RefBase {
     std::atomic<int32_t> mStoredDECT{0};
     std::atomic<int64_t> mSaveDelayMs{kDefaultSaveDelayMs};
     std::atomic<uint64_t> mSaveCount{0};
+
+    mutable Mutex mSaveLock;
+    Condition mSaveEnded;
+    uint64_t mEndedSaves GUARDED_BY(mSaveLock) = 0;
+    // Failed saves since the last one that succeeded, and the time (UTC) and errno of the
+    // latest; the dump shows them while the run lasts.
+    unsigned mFailedSaves GUARDED_BY(mSaveLock) = 0;
+    time_t mLastSaveFailedAt GUARDED_BY(mSaveLock) = 0;
+    int mLastSaveError GUARDED_BY(mSaveLock) = 0;
 
     friend class EventHandler;
     friend class NotificationClient;

@@ -143,6 +143,9 @@ void VeloraManagerService::EventHandler::onMessageReceived(const sp<AMessage>& m
         case kWhatSave:
             onSaveDue();
             return;
+        case kWhatSaveFailed:
+            requestSave();
+            return;
         default:
             data = nullptr;
             length = 0;
@@ -170,6 +173,11 @@ void VeloraManagerService::EventHandler::requestSave() {
     mSavePending = true;
     sp<AMessage> msg = new AMessage(kWhatSave, this);
     msg->post(delayMs * 1000);
+}
+
+void VeloraManagerService::EventHandler::retrySave() {
+    sp<AMessage> msg = new AMessage(kWhatSaveFailed, this);
+    msg->post();
 }
 
 void VeloraManagerService::EventHandler::onSaveDue() {

@@ -40,6 +40,8 @@ class VeloraManagerService::EventHandler : public AHandler {
     // The save that follows changes of the state by the save delay. At most one is pending;
     // changes made while it waits are saved with it.
     static constexpr uint32_t kWhatSave = fourcc("save");
+    // A save failed: the state is saved again one save delay later, until a save succeeds.
+    static constexpr uint32_t kWhatSaveFailed = fourcc("savf");
 
     // Commands of the packed set buffer (word 0; the number sits in the top byte).
     static constexpr uint32_t kSetPexOn = 0x00000000;
@@ -69,6 +71,9 @@ class VeloraManagerService::EventHandler : public AHandler {
     // Applies a packed set buffer, writing the applied value back into word 1 where the
     // command has one.
     void parseAndSendParam(void* buffer, unsigned length);
+
+    // Asks for the save to be tried again one save delay from now; any thread.
+    void retrySave();
 
   protected:
     void onMessageReceived(const sp<AMessage>& msg) override;

@@ -227,13 +227,13 @@ int DatabaseHelper::rollbackTransaction() { return execSQL("ROLLBACK"); }
 
 int DatabaseHelper::getRowCount(const std::string& table) {
     if (mDb == nullptr) {
-        ALOGE("the db is not open...");
+        if (!mQuietFailures) ALOGE("the db is not open...");
         return -1;
     }
     std::string sql = "SELECT COUNT(*) FROM " + table;
     SqliteStatement statement;
     if (statement.prepare(mDb, sql) != SQLITE_OK) {
-        ALOGE("failed to prepare SQL: %s", sql.c_str());
+        if (!mQuietFailures) ALOGE("failed to prepare SQL: %s", sql.c_str());
         return -1;
     }
     int count = -1;
@@ -248,18 +248,18 @@ int DatabaseHelper::execSQL(const std::string& sql) {
     forgetStoredRows();
     mRowCounts.clear();
     if (mDb == nullptr) {
-        ALOGE("the db is not open...");
+        if (!mQuietFailures) ALOGE("the db is not open...");
         ++mFailures;
         return 1;
     }
     SqliteStatement statement;
     if (statement.prepare(mDb, sql) != SQLITE_OK) {
-        ALOGD("failed to prepare SQL : %s", sql.c_str());
+        if (!mQuietFailures) ALOGD("failed to prepare SQL : %s", sql.c_str());
         ++mFailures;
         return 1;
     }
     if (statement.step() != SQLITE_DONE) {
-        ALOGE("failed to exec SQL: %s", sql.c_str());
+        if (!mQuietFailures) ALOGE("failed to exec SQL: %s", sql.c_str());
         ++mFailures;
         return 1;
     }
@@ -442,7 +442,7 @@ void DatabaseHelper::insertValue(IeqPreset* preset, const std::string& customNam
         return;
     }
     insertRecord(TABLE_IEQ_PRESETS, preset, preset->toString(), customName,
-                     newRowId(TABLE_IEQ_PRESETS));
+                 newRowId(TABLE_IEQ_PRESETS));
 }
 
 void DatabaseHelper::insertValue(GeqPreset* preset, const std::string& customName, long long id) {
@@ -496,7 +496,7 @@ void DatabaseHelper::insertValue(DeviceTuning* deviceTuning, const std::string& 
         return;
     }
     insertRecord(TABLE_DEVICE_TUNINGS, nullptr, deviceTuning->toString(), customName,
-                     newRowId(TABLE_DEVICE_TUNINGS));
+                 newRowId(TABLE_DEVICE_TUNINGS));
 }
 
 void DatabaseHelper::insertConfigurationValue(const std::string& key, const std::string& value) {

@@ -98,6 +98,9 @@ class DatabaseHelper {
     // caller compares it before and after a series of writes to learn whether all of them
     // reached the database.
     unsigned getFailureCount() const { return mFailures; }
+    // While on, statements that fail are counted but not logged: a save retried while its
+    // cause lasts would otherwise repeat the same lines every time.
+    void setQuietFailures(bool quiet) { mQuietFailures = quiet; }
 
     // Number of rows of table, -1 on any failure (missing table, no connection).
     int getRowCount(const std::string& table);
@@ -218,9 +221,8 @@ class DatabaseHelper {
     // Builds and runs the INSERT of a record into table: its storage text, except that a
     // parameter still holding the value it was read with is written as the text it was read
     // from.
-    void insertRecord(TableType table, const ParameterValues* record,
-                      const std::string& recordText, const std::string& customName,
-                      long long id);
+    void insertRecord(TableType table, const ParameterValues* record, const std::string& recordText,
+                      const std::string& customName, long long id);
     long long newRowId(TableType table);
     // The INSERT of a row: _id, then the text (or NULL) of every other column in order.
     void insertRow(TableType table, long long id,
@@ -251,6 +253,7 @@ class DatabaseHelper {
     std::map<TableType, std::unique_ptr<SqliteStatement>> mInsertStatements;
     std::map<TableType, int> mRowCounts;
     unsigned mFailures = 0;
+    bool mQuietFailures = false;
 };
 
 }  // namespace velora

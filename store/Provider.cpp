@@ -301,21 +301,29 @@ void Provider::beginTransaction() { mDb->beginTransaction(); }
 
 void Provider::commitTransaction() { mDb->commitTransaction(); }
 
-int Provider::beginSave() {
+int Provider::beginSave(bool quietFailures) {
     if (!mDb->isOpen()) {
-        ALOGE("%s(): the database is not open", "beginSave");
+        if (!quietFailures) ALOGE("%s(): the database is not open", "beginSave");
         return -ENODEV;
     }
-    if (mDb->beginTransaction() != 0) return -EBUSY;
+    mDb->setQuietFailures(quietFailures);
+    if (mDb->beginTransaction() != 0) {
+        mDb->setQuietFailures(false);
+        return -EBUSY;
+    }
     mFailuresBeforeSave = mDb->getFailureCount();
     return 0;
 }
 
 int Provider::endSave() {
-    if (mDb->getFailureCount() == mFailuresBeforeSave && mDb->commitTransaction() == 0) return 0;
-    // A failed COMMIT may have ended the transaction already.
-    if (mDb->inTransaction()) mDb->rollbackTransaction();
-    return -EIO;
+    int result = 0;
+    if (mDb->getFailureCount() != mFailuresBeforeSave || mDb->commitTransaction() != 0) {
+        // A failed COMMIT may have ended the transaction already.
+        if (mDb->inTransaction()) mDb->rollbackTransaction();
+        result = -EIO;
+    }
+    mDb->setQuietFailures(false);
+    return result;
 }
 
 void Provider::setDefaultXmlSignature(const std::string& signature) {

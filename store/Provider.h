@@ -120,8 +120,9 @@ class Provider {
     // A save of the current state as one unit: beginSave() opens the transaction (0, or
     // -ENODEV without a database, -EBUSY when it cannot start); endSave() commits it when
     // every write since beginSave() succeeded and otherwise rolls it back, so that a save
-    // never leaves a row deleted and not written again (0, or -EIO).
-    int beginSave();
+    // never leaves a row deleted and not written again (0, or -EIO). With quietFailures the
+    // statements of the save that fail are not logged (a retry of a save that failed).
+    int beginSave(bool quietFailures = false);
     int endSave();
     // False for a database that holds no table yet (see DatabaseHelper::hasTables).
     bool hasTables() { return mDb->hasTables(); }

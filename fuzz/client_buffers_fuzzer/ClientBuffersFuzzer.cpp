@@ -11,6 +11,7 @@
 // with it, so every write of the input has been applied and announced.
 //
 // Input: a list of operations, each one byte of kind followed by its arguments.
+#include <android-base/thread_annotations.h>
 #include <fcntl.h>
 #include <hidl/HidlSupport.h>
 #include <hidl/Status.h>

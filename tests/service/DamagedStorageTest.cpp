@@ -6,10 +6,12 @@
 #include <gtest/gtest.h>
 #include <linux/capability.h>
 #include <sqlite3.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
@@ -97,9 +99,22 @@ struct DamageCase {
     // The damage keeps the first client from starting the service; it goes away before the
     // next client arrives.
     bool heldAtStart = false;
+    // Saves fail once the service serves: the saves that follow are tried and reported.
+    bool savesFail = false;
+    // Another process takes the lock after the start-up and holds it while the user's next
+    // change is saved, then lets go: the save that follows keeps the change.
+    bool lockedDuringSave = false;
 };
 
+void PrintTo(const DamageCase& damage, std::ostream* out) { *out << damage.name; }
+
 std::shared_ptr<void> nothing() { return nullptr; }
+
+size_t linesStartingWith(const LogCapture& log, const std::string& start) {
+    size_t count = 0;
+    for (const testing::LogLine& line : log.lines()) count += line.message.rfind(start, 0) == 0;
+    return count;
+}
 
 void write_bytes(const std::string& path, const std::string& bytes) {
     std::ofstream out(path, std::ios::binary | std::ios::trunc);
@@ -212,6 +227,8 @@ const DamageCase kCases[] = {
      },
      kEverything, "is locked by another process; start-up is tried again with the next client",
      false, true},
+    {"LockHeldDuringSave", [](TempRoot&, const std::string&) { return nothing(); }, kEverything,
+     nullptr, false, false, true, true},
     {"ReadOnlyFile",
      [](TempRoot&, const std::string& db) {
          fs::permissions(db, fs::perms::owner_read);
@@ -219,7 +236,7 @@ const DamageCase kCases[] = {
          EXPECT_FALSE(std::ofstream(db, std::ios::app).is_open());
          return std::shared_ptr<void>(enforced);
      },
-     kEverything, nullptr, false},
+     kEverything, nullptr, false, false, true},
     {"ReadOnlyFolder",
      [](TempRoot&, const std::string& db) {
          fs::permissions(fs::path(db).parent_path(), fs::perms::owner_read | fs::perms::owner_exec);
@@ -227,7 +244,7 @@ const DamageCase kCases[] = {
          EXPECT_FALSE(std::ofstream(db + "-journal").is_open());
          return std::shared_ptr<void>(enforced);
      },
-     kEverything, nullptr, false},
+     kEverything, nullptr, false, false, true},
 };
 
 class DamagedStorageTest : public ::testing::TestWithParam<DamageCase> {
@@ -274,6 +291,46 @@ class DamagedStorageTest : public ::testing::TestWithParam<DamageCase> {
         }
     }
 
+    static std::string dumpOf(android::VeloraManagerService& service) {
+        const int fd = memfd_create("dump", 0);
+        service.dump(fd, {});
+        std::string text(4096, '\0');
+        text.resize(std::max<ssize_t>(0, pread(fd, text.data(), text.size(), 0)));
+        close(fd);
+        return text;
+    }
+
+    // The user switches the effect on again; its save fails, and so do the retries on the save
+    // delay, which say nothing more. With the lock case the other process then lets go.
+    void expectFailedSavesRetried(android::VeloraManagerService& service,
+                                  const android::sp<testing::MockKptCallbacks>& client,
+                                  testing::CallbackLog& callbacks, const LogCapture& log,
+                                  std::shared_ptr<void>& effect) {
+        const DamageCase& damage = GetParam();
+        if (damage.lockedDuringSave) {
+            auto lock = std::make_shared<OtherConnection>(mDb);
+            ASSERT_EQ(lock->exec("BEGIN EXCLUSIVE"), SQLITE_OK);
+            effect = lock;
+        }
+        const testing::Bytes on = testing::words_to_bytes({0, 0, 1});
+        const size_t answered = callbacks.count();
+        ASSERT_EQ(service.setPexParam(on.data(), on.size()), 0);
+        ASSERT_TRUE(callbacks.waitFor(answered + 1));
+        EXPECT_LT(service.unregisterClient(client, 0, 1000), 0);
+        ASSERT_TRUE(service.waitForSaves(service.getEndedSaveCount() + 3, false, 10000));
+        EXPECT_NE(dumpOf(service).find("last save failed at "), std::string::npos);
+        // At most the first timed save and the unregistration's (a save point, which always says).
+        EXPECT_LE(linesStartingWith(log, "save(): settings not saved"), 2u);
+        if (damage.lockedDuringSave) {
+            effect.reset();
+            ASSERT_TRUE(service.waitForSaves(0, true, 10000));
+            EXPECT_EQ(dumpOf(service).find("last save failed"), std::string::npos);
+            EXPECT_EQ(linesStartingWith(log, "settings saved after "), 1u);
+            KsContextManager restarted;
+            EXPECT_TRUE(restarted.getKsContext()->getPexOn());
+        }
+    }
+
     size_t asideCopies() const {
         size_t count = 0;
         for (const auto& entry : fs::directory_iterator(fs::path(mDb).parent_path())) {
@@ -306,7 +363,9 @@ TEST_P(DamagedStorageTest, ServesWithWhatTheFileStillHeldAndSaysWhatHappened) {
     android::sp<android::VeloraManagerService> service =
         new android::VeloraManagerService(&manager);
     testing::CallbackLog callbacks;
-    ASSERT_EQ(service->registerClient(testing::make_recording_client(callbacks), 0, 1000), 0);
+    service->setSaveDelay(10);
+    android::sp<testing::MockKptCallbacks> client = testing::make_recording_client(callbacks);
+    ASSERT_EQ(service->registerClient(client, 0, 1000), 0);
     if (damage.heldAtStart) {
         EXPECT_FALSE(service->isInitialized());
         effect.reset();
@@ -343,6 +402,7 @@ TEST_P(DamagedStorageTest, ServesWithWhatTheFileStillHeldAndSaysWhatHappened) {
     EXPECT_EQ(storeErrors, 0u);
     EXPECT_EQ(asideCopies(), 3u);
     EXPECT_EQ(fs::exists(mDb + ".damaged-20200101T000000Z"), !damage.movedAside);
+    if (damage.savesFail) expectFailedSavesRetried(*service, client, callbacks, log, effect);
     if (HasFailure()) ADD_FAILURE() << log.dump();
     effect.reset();
     service.clear();
