@@ -139,6 +139,28 @@ bool parse_value(const ExternalParameter& parameter, const std::string& text, in
     return parse_int(text, value);
 }
 
+// What get and set answer about: one parameter of one profile, on a port or not.
+Json parameter_json(int profile, const std::string& name, int port,
+                    const ExternalParameter& parameter) {
+    Json json = {{"profile", profile},
+                 {"profileName", json_text(name)},
+                 {"parameter", parameter.id},
+                 {"name", parameter.name}};
+    if (port >= 0) {
+        json["port"] = port;
+        json["portName"] = kPortNames[port];
+    }
+    return json;
+}
+
+// The same in words, up to the values: "profile 1 (Music), port usb: geq_gain = ".
+std::string parameter_text(int profile, const std::string& name, int port,
+                           const ExternalParameter& parameter) {
+    return "profile " + std::to_string(profile) + " (" + printable(name) + ")" +
+           (port >= 0 ? std::string(", port ") + kPortNames[port] : "") + ": " + parameter.name +
+           " = ";
+}
+
 }  // namespace
 
 const Controller::Command Controller::kCommands[] = {
@@ -725,18 +747,9 @@ int Controller::cmdGet() {
     if (int status = openProfileSession(port, &profile, &name); status != EXIT_OK) return status;
     std::vector<int> values;
     if (!readParameter(profile, port, *parameter, &values)) return closeSession(clientFailure());
-    Json json = {{"profile", profile},
-                 {"profileName", json_text(name)},
-                 {"parameter", parameter->id},
-                 {"name", parameter->name}};
-    if (port >= 0) {
-        json["port"] = port;
-        json["portName"] = kPortNames[port];
-    }
+    Json json = parameter_json(profile, name, port, *parameter);
     json["values"] = json_ints(values);
-    emit(json, "profile " + std::to_string(profile) + " (" + printable(name) + ")" +
-                       (port >= 0 ? std::string(", port ") + kPortNames[port] : "") + ": " +
-                       parameter->name + " = " + join(values));
+    emit(json, parameter_text(profile, name, port, *parameter) + join(values));
     return closeSession(EXIT_OK);
 }
 
@@ -775,20 +788,11 @@ int Controller::cmdSet() {
         !readParameter(profile, port, *parameter, &stored)) {
         return closeSession(clientFailure());
     }
-    Json json = {{"profile", profile},
-                 {"profileName", json_text(name)},
-                 {"parameter", parameter->id},
-                 {"name", parameter->name}};
-    if (port >= 0) {
-        json["port"] = port;
-        json["portName"] = kPortNames[port];
-    }
+    Json json = parameter_json(profile, name, port, *parameter);
     json["sent"] = json_ints(values);
     json["values"] = json_ints(stored);
     json["clamped"] = stored != values;
-    std::string text = "profile " + std::to_string(profile) + " (" + printable(name) + ")" +
-                       (port >= 0 ? std::string(", port ") + kPortNames[port] : "") + ": " +
-                       parameter->name + " = " + join(stored);
+    std::string text = parameter_text(profile, name, port, *parameter) + join(stored);
     if (stored != values) {
         text += parameter->clamps() ? " (sent " + join(values) + ", range " +
                                               std::to_string(parameter->minimum) + ".." +
