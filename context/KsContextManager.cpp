@@ -18,6 +18,7 @@
 #include "common/SystemPaths.h"
 #include "context/KsContext.h"
 #include "context/KsContextChangeObservable.h"
+#include "context/OemMergeRules.h"
 #include "model/Port.h"
 #include "store/DamagedDatabaseFiles.h"
 #include "store/DatabaseCheck.h"
@@ -256,10 +257,10 @@ bool KsContextManager::rebuildDamaged_l(const std::string& tuningPath,
     mProvider->commitTransaction();
     ALOGI("Load OEM tuning XML after default tuning XML is reloaded");
     if (!carried.empty()) {
-        ALOGI("kept from the damaged database: %d custom rows and %d settings (%d rows and %d "
-              "settings dropped)",
-              outcome.rowsCarried, outcome.valuesCarried, outcome.rowsDropped,
-              outcome.valuesDropped);
+        ALOGI(
+            "kept from the damaged database: %d custom rows and %d settings (%d rows and %d "
+            "settings dropped)",
+            outcome.rowsCarried, outcome.valuesCarried, outcome.rowsDropped, outcome.valuesDropped);
     }
     mParser = std::move(parser);
     return true;
@@ -412,8 +413,7 @@ int KsContextManager::loadOemTuningLocked() {
         }
     }
     const DefaultNames& names = mDefaultNames ? *mDefaultNames : parsedNames;
-    const std::set<std::string>& defaultTuningNames = names.tunings;
-    const std::set<std::string>& defaultDevices = names.devices;
+    OemMergeRules rules(names.tunings, names.devices);
 
     // A replacement, not an accumulation: rows of an earlier OEM file go first. Within the
     // transaction of a rebuild, the merge becomes part of it.
@@ -421,13 +421,11 @@ int KsContextManager::loadOemTuningLocked() {
     if (ownTransaction) mProvider->beginTransaction();
     mProvider->clearOemTunings();
     ALOGD("Num of parsed OEM tuning = %zu", oemData->getTunings().size());
-    std::set<std::string> droppedTunings;
     for (Tuning* tuning : oemData->getTunings()) {
         const std::string& name = tuning->getName();
-        if (defaultTuningNames.count(name) != 0) {
+        if (rules.judge(*tuning) != OemMergeRules::kKeep) {
             ALOGE("Found OEM tuning [%s] already exists in the default tuning XML, drop it.",
                   name.c_str());
-            droppedTunings.insert(name);
         } else {
             ALOGI("Add OEM Tuning %s", name.c_str());
             mProvider->create(tuning, Provider::kOemName);
@@ -438,10 +436,11 @@ int KsContextManager::loadOemTuningLocked() {
     for (DeviceTuning* deviceTuning : oemData->getDeviceTunings()) {
         std::string tuningName = deviceTuning->getTuning();
         std::string device = deviceTuning->getDevice();
-        if (droppedTunings.count(tuningName) != 0) {
+        const OemMergeRules::Verdict verdict = rules.judge(*deviceTuning);
+        if (verdict == OemMergeRules::kDroppedWithTuning) {
             ALOGE("Drop OEM Device Tuning with tuning.name [%s] (duplicate in default xml)",
                   tuningName.c_str());
-        } else if (defaultDevices.count(device) != 0) {
+        } else if (verdict == OemMergeRules::kDeviceInDefaults) {
             ALOGE("Found OEM device ID [%s] already exists in the default tuning XML, drop it.",
                   device.c_str());
         } else {

@@ -10,7 +10,9 @@
 #include <map>
 #include <set>
 #include <tuple>
+#include <utility>
 
+#include "context/OemMergeRules.h"
 #include "model/Parameter.h"
 #include "model/Port.h"
 #include "tools/common/Json.h"
@@ -160,20 +162,20 @@ void check_oem(DeviceData& defaults, DeviceData& oem, FindingCollector& oemFile)
     for (const DeviceTuning* device : defaults.getDeviceTunings()) {
         defaultDevices.insert(device->getDevice());
     }
-    std::set<std::string> dropped;
+    OemMergeRules rules(std::move(defaultTunings), std::move(defaultDevices));
     for (const Tuning* tuning : oem.getTunings()) {
-        if (defaultTunings.count(tuning->getName()) != 0) {
-            dropped.insert(tuning->getName());
+        if (rules.judge(*tuning) != OemMergeRules::kKeep) {
             error(oemFile.lineOf(tuning),
                   "OEM tuning '" + tuning->getName() + "' exists in the default file; dropped");
         }
     }
     for (const DeviceTuning* device : oem.getDeviceTunings()) {
-        if (dropped.count(device->getTuning()) != 0) {
+        const OemMergeRules::Verdict verdict = rules.judge(*device);
+        if (verdict == OemMergeRules::kDroppedWithTuning) {
             error(oemFile.lineOf(device), "OEM device '" + device->getDevice() +
                                               "' is dropped with its tuning '" +
                                               device->getTuning() + "'");
-        } else if (defaultDevices.count(device->getDevice()) != 0) {
+        } else if (verdict == OemMergeRules::kDeviceInDefaults) {
             error(oemFile.lineOf(device),
                   "OEM device '" + device->getDevice() + "' exists in the default file; dropped");
         }
