@@ -442,7 +442,7 @@ void DatabaseHelper::insertValue(IeqPreset* preset, const std::string& customNam
         return;
     }
     insertRecord(TABLE_IEQ_PRESETS, preset, preset->toString(), customName,
-                 newRowId(TABLE_IEQ_PRESETS));
+                     newRowId(TABLE_IEQ_PRESETS));
 }
 
 void DatabaseHelper::insertValue(GeqPreset* preset, const std::string& customName, long long id) {
@@ -496,7 +496,7 @@ void DatabaseHelper::insertValue(DeviceTuning* deviceTuning, const std::string& 
         return;
     }
     insertRecord(TABLE_DEVICE_TUNINGS, nullptr, deviceTuning->toString(), customName,
-                 newRowId(TABLE_DEVICE_TUNINGS));
+                     newRowId(TABLE_DEVICE_TUNINGS));
 }
 
 void DatabaseHelper::insertConfigurationValue(const std::string& key, const std::string& value) {
