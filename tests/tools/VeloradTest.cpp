@@ -5,6 +5,7 @@
 #include <grpcpp/grpcpp.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sqlite3.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -311,6 +312,24 @@ TEST_F(VeloradTest, SetThenGetRoundTripsWithTheServiceClamping) {
     ToolResult text = ctl({"set", "0", "dialog-enhancer-amount", "99"});
     ASSERT_EQ(0, text.status) << text.err;
     EXPECT_NE(std::string::npos, text.out.find("= 16 (sent 99, range 0..16)")) << text.out;
+}
+
+TEST_F(VeloradTest, ChangeThatCannotBeSavedIsSaidSoAndSavedOnceTheDatabaseIsFree) {
+    startDaemon({"--save-delay", "20"});
+    ASSERT_EQ(0, ctl({"status"}).status);
+    // Another process holds the database while the change is made.
+    sqlite3* other = nullptr;
+    const std::string db = mRoot->hostPath(SystemPaths::kDatabaseDir) + "kiv_sqlite3.db";
+    ASSERT_EQ(SQLITE_OK, sqlite3_open(db.c_str(), &other));
+    ASSERT_EQ(SQLITE_OK, sqlite3_exec(other, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr));
+    ToolResult refused = ctl({"set", "0", "ieq-amount", "9"});
+    EXPECT_EQ(1, refused.status);
+    EXPECT_NE(std::string::npos, refused.err.find("the change is not saved")) << refused.err;
+    sqlite3_exec(other, "ROLLBACK", nullptr, nullptr, nullptr);
+    sqlite3_close(other);
+    // The daemon tries again on its own; no client has asked for a save since.
+    EXPECT_TRUE(waitForLog("settings saved after ")) << daemonLog();
+    EXPECT_EQ("9", values({"--json", "get", "0", "ieq-amount"}));
 }
 
 TEST_F(VeloradTest, TuningDeviceSelectionChangesWhatTheEffectReads) {
