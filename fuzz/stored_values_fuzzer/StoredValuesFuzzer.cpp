@@ -4,8 +4,11 @@
  */
 // A settings database that lived through crashes, hand edits or another version of the
 // service: the input is a list of rows over the real schema, every text column holding
-// whatever bytes the input gives. The store and the current state load it, the effect
-// controller receives the loaded state as after a start, and the state is saved.
+// whatever bytes the input gives. The start-up's check examines it (page check included) and
+// reads what a rebuild would carry over; the store and the current state load it, the effect
+// controller receives the loaded state as after a start, and the state is saved. Then what was
+// read for the carry-over is written into a database freshly built from the example tuning
+// file, which is loaded in turn, as the start-up does with a damaged file.
 //
 // Input: rows separated by 0x1E, fields by 0x1F; the first field names the table, the others
 // fill its columns in order (missing ones NULL, extra ones dropped); a field holding only 0x1D
@@ -15,6 +18,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -25,9 +30,12 @@
 #include "effect/PexController.h"
 #include "effect/PexEffect.h"
 #include "model/AndroidDevice.h"
+#include "store/DatabaseCheck.h"
 #include "store/DatabaseHelper.h"
 #include "store/Provider.h"
+#include "store/SettingsCarryOver.h"
 #include "store/TableType.h"
+#include "tuning/TuningFileParser.h"
 
 using velora::fuzz::FuzzRoot;
 
@@ -96,22 +104,32 @@ void insert_rows(const std::string& path, const std::string& input) {
     sqlite3_close_v2(db);
 }
 
-}  // namespace
+std::string read_file(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    FuzzRoot& fuzzRoot = root();
-    const std::string database =
-        std::string(velora::SystemPaths::kDatabaseDir) + velora::Provider::kDatabaseFileName;
-    fuzzRoot.remove(database);
-    {
-        velora::DatabaseHelper schema(velora::Provider::kDatabaseFileName);
-        schema.init();
-    }
-    insert_rows(fuzzRoot.hostPath(database),
-                std::string(reinterpret_cast<const char*>(data), size));
+// The bytes of a database built from the example tuning file, made once.
+const std::string& rebuilt_example(const std::string& database) {
+    static const std::string* bytes = [&database] {
+        root().remove(database);
+        {
+            velora::TuningFileParser parser;
+            velora::Provider provider;
+            if (parser.setTuningFile(velora::fuzz::source_dir() +
+                                     "/examples/multimedia_velora_kiv_default.xml") == 0 &&
+                parser.getDeviceData() != nullptr) {
+                provider.populate(*parser.getDeviceData());
+            }
+        }
+        return new std::string(read_file(root().hostPath(database)));
+    }();
+    return *bytes;
+}
 
+void load_and_save() {
     velora::Provider provider;
-    if (provider.init() != 0) return 0;
+    if (provider.init() != 0) return;
     velora::KsContextChangeObservable observable;
     velora::KsContext context(&provider, &observable);
     context.load();
@@ -120,5 +138,39 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     context.registerObserver(&controller);
     context.save();
     context.unregisterObserver(&controller);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    FuzzRoot& fuzzRoot = root();
+    const std::string database =
+        std::string(velora::SystemPaths::kDatabaseDir) + velora::Provider::kDatabaseFileName;
+    const std::string& rebuilt = rebuilt_example(database);
+    fuzzRoot.remove(database);
+    {
+        velora::DatabaseHelper schema(velora::Provider::kDatabaseFileName);
+        schema.init();
+    }
+    insert_rows(fuzzRoot.hostPath(database),
+                std::string(reinterpret_cast<const char*>(data), size));
+
+    velora::SettingsCarryOver carried;
+    {
+        velora::DatabaseHelper stored(velora::Provider::kDatabaseFileName);
+        velora::DatabaseCheck::examine(stored, /*withPageCheck=*/true);
+        carried.readFrom(stored);
+    }
+    load_and_save();
+
+    fuzzRoot.remove(database);
+    fuzzRoot.write(database, reinterpret_cast<const uint8_t*>(rebuilt.data()), rebuilt.size());
+    {
+        velora::DatabaseHelper fresh(velora::Provider::kDatabaseFileName);
+        fresh.beginTransaction();
+        carried.applyTo(fresh);
+        fresh.commitTransaction();
+    }
+    load_and_save();
     return 0;
 }
