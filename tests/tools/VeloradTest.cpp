@@ -39,18 +39,6 @@ using namespace std::chrono_literals;
 constexpr auto kStartTimeout = 20s;
 constexpr auto kEventTimeout = 10s;
 
-std::string hex(const std::vector<int32_t>& words) {
-    std::string bytes(words.size() * 4, '\0');
-    std::memcpy(&bytes[0], words.data(), bytes.size());
-    static const char kDigits[] = "0123456789abcdef";
-    std::string text;
-    for (unsigned char c : bytes) {
-        text += kDigits[c >> 4];
-        text += kDigits[c & 0xf];
-    }
-    return text;
-}
-
 std::string hex_text(const std::string& text) {
     static const char kDigits[] = "0123456789abcdef";
     std::string out;
@@ -66,6 +54,8 @@ std::string bytes_of(const std::vector<int32_t>& words) {
     std::memcpy(&bytes[0], words.data(), bytes.size());
     return bytes;
 }
+
+std::string hex(const std::vector<int32_t>& words) { return hex_text(bytes_of(words)); }
 
 // velorad on a temporary root holding the example tuning files, with veloractl and a raw gRPC
 // client to talk to it.
