@@ -9,6 +9,21 @@
 
 namespace velora {
 
+namespace {
+
+bool in_range(Parameter parameter) { return parameter >= 0 && parameter < kParameterCount; }
+
+// The stored form of a list: every element followed by a comma, the last one too.
+void append_elements(std::string* out, const int* begin, const int* end) {
+    char number[16];
+    for (const int* element = begin; element != end; ++element) {
+        out->append(number, std::to_chars(number, number + sizeof(number), *element).ptr);
+        *out += ',';
+    }
+}
+
+}  // namespace
+
 ParameterValues::~ParameterValues() = default;
 
 bool ParameterValues::isDirty() const { return mDirty; }
@@ -17,20 +32,50 @@ void ParameterValues::setDirty(bool dirty) { mDirty = dirty; }
 
 void ParameterValues::set(Parameter parameter, std::vector<int> value) {
     mValues[parameter] = std::move(value);
-    mStoredTexts.erase(parameter);
+    forgetStoredText(parameter);
     mDirty = true;
 }
 
 void ParameterValues::setStored(Parameter parameter, std::vector<int> value,
                                 std::string storedText) {
     mValues[parameter] = std::move(value);
+    forgetStoredText(parameter);
     mStoredTexts[parameter] = std::move(storedText);
     mDirty = true;
 }
 
-const std::string* ParameterValues::getStoredText(Parameter parameter) const {
-    auto text = mStoredTexts.find(parameter);
-    return text == mStoredTexts.end() ? nullptr : &text->second;
+void ParameterValues::setStoredAsWritten(Parameter parameter, std::vector<int> value) {
+    // Rows arrive in column order, which is Parameter order, so the new entry goes last.
+    auto at = mValues.lower_bound(parameter);
+    if (at != mValues.end() && at->first == parameter) {
+        at->second = std::move(value);
+    } else {
+        mValues.emplace_hint(at, parameter, std::move(value));
+    }
+    if (!mStoredTexts.empty()) mStoredTexts.erase(parameter);
+    if (in_range(parameter)) mStoredAsWritten.set(static_cast<size_t>(parameter));
+    mDirty = true;
+}
+
+bool ParameterValues::getStoredText(Parameter parameter, std::string* text) const {
+    if (in_range(parameter) && mStoredAsWritten.test(static_cast<size_t>(parameter))) {
+        auto value = mValues.find(parameter);
+        if (value == mValues.end() || value->second.empty()) return false;
+        text->clear();
+        // The text that was read is the value without the element its reading added.
+        const int* begin = value->second.data();
+        append_elements(text, begin, begin + value->second.size() - 1);
+        return true;
+    }
+    auto stored = mStoredTexts.find(parameter);
+    if (stored == mStoredTexts.end()) return false;
+    *text = stored->second;
+    return true;
+}
+
+void ParameterValues::forgetStoredText(Parameter parameter) {
+    if (!mStoredTexts.empty()) mStoredTexts.erase(parameter);
+    if (in_range(parameter)) mStoredAsWritten.reset(static_cast<size_t>(parameter));
 }
 
 bool ParameterValues::checkAndUpdate(Parameter parameter, const std::vector<int>& value) {
@@ -59,7 +104,6 @@ std::string ParameterValues::valuesToString() const {
     // Built by appending: a rebuild writes every value of every record through here, and a
     // stream costs several times the text itself.
     std::string out;
-    char number[16];
     for (const auto& [parameter, value] : mValues) {
         // An IEQ preset's type is stored in its own field; printing it again as a value
         // would store it twice.
@@ -69,12 +113,7 @@ std::string ParameterValues::valuesToString() const {
         const char* name = parameter_name(parameter);
         out += name != nullptr ? std::string(name) : std::to_string(static_cast<int>(parameter));
         out += '=';
-        // Every element is followed by a comma, the last one too: that is the stored form.
-        for (int element : value) {
-            auto end = std::to_chars(number, number + sizeof(number), element).ptr;
-            out.append(number, end);
-            out += ',';
-        }
+        append_elements(&out, value.data(), value.data() + value.size());
         out += '\n';
     }
     return out;

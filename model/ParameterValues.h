@@ -4,6 +4,7 @@
  */
 #pragma once
 
+#include <bitset>
 #include <cstdint>
 #include <map>
 #include <set>
@@ -39,8 +40,13 @@ class ParameterValues {
     // that text back instead of the value's own text: reading a list adds an element, and
     // writing what was read would make every restart change the database.
     void setStored(Parameter parameter, std::vector<int> value, std::string storedText);
-    // The text the parameter's value was read from; null once the value was set otherwise.
-    const std::string* getStoredText(Parameter parameter) const;
+    // The same for a value read from the text this record writes for it without its last
+    // element (the element reading adds), as every list the service wrote is: only a mark
+    // is kept, and the text is written out again when asked for.
+    void setStoredAsWritten(Parameter parameter, std::vector<int> value);
+    // Puts into text the text the parameter's value was read from; false once the value was
+    // set otherwise.
+    bool getStoredText(Parameter parameter, std::string* text) const;
 
     // Stores value only if the parameter is valid for this record and the value differs from
     // the stored one (length, then each element); returns whether it stored. A valid but
@@ -73,6 +79,10 @@ class ParameterValues {
     bool mDirty;
     Values mValues;
     std::map<Parameter, std::string> mStoredTexts;
+    std::bitset<kParameterCount> mStoredAsWritten;
+
+  private:
+    void forgetStoredText(Parameter parameter);
 };
 
 }  // namespace velora

@@ -100,11 +100,13 @@ const TableLayout& layout_of(TableType type) {
 
 // One column of the current row of statement, as a record read takes it.
 DatabaseHelper::StoredCell DatabaseHelper::read_cell(const SqliteStatement& statement, int i) {
-    StoredCell cell;
-    cell.type = statement.columnType(i);
-    cell.integer = 0;
+    StoredCell cell{statement.columnType(i), 0, {}};
     if (cell.type == SQLITE_NULL) return cell;
-    cell.text = statement.columnText(i);
+    const char* text = reinterpret_cast<const char*>(sqlite3_column_text(statement.get(), i));
+    if (text != nullptr) {
+        cell.text = std::string_view(
+            text, static_cast<size_t>(sqlite3_column_bytes(statement.get(), i)));
+    }
     if (cell.type == SQLITE_INTEGER) cell.integer = sqlite3_column_int64(statement.get(), i);
     return cell;
 }
@@ -270,12 +272,13 @@ namespace {
 
 // The text the parameter was read from, while it still reads as the record's value. The
 // check guards against a value changed in place, past the record's setters.
-const std::string* unchangedStoredText(const ParameterValues* record, Parameter parameter) {
-    const std::string* text = record != nullptr ? record->getStoredText(parameter) : nullptr;
-    if (text == nullptr) return nullptr;
+std::optional<std::string> unchangedStoredText(const ParameterValues* record,
+                                               Parameter parameter) {
+    std::string text;
+    if (record == nullptr || !record->getStoredText(parameter, &text)) return std::nullopt;
     auto value = record->getValues().find(parameter);
-    if (value == record->getValues().end() || value->second != string_2_int_vector(*text)) {
-        return nullptr;
+    if (value == record->getValues().end() || value->second != string_2_int_vector(text)) {
+        return std::nullopt;
     }
     return text;
 }
@@ -294,8 +297,14 @@ long long DatabaseHelper::newRowId(TableType table) {
 }
 
 void DatabaseHelper::applyColumnText(ParameterValues& record, Parameter parameter,
-                                     const std::string& text) {
-    record.setStored(parameter, string_2_int_vector(text), text);
+                                     std::string_view text) {
+    std::vector<int> values;
+    // A text this service wrote is known again from the value; only another text is kept.
+    if (read_list_text(text.data(), text.size(), &values)) {
+        record.setStoredAsWritten(parameter, std::move(values));
+    } else {
+        record.setStored(parameter, std::move(values), std::string(text));
+    }
 }
 
 void DatabaseHelper::insertRecord(TableType table, const ParameterValues* record,
@@ -320,10 +329,10 @@ void DatabaseHelper::insertRecord(TableType table, const ParameterValues* record
     const TableLayout& columns = layout_of(table);
     std::vector<const char*> keys;
     // Per key, the text a parameter was read from while it is still the record's value.
-    std::vector<const std::string*> storedTexts;
+    std::vector<std::optional<std::string>> storedTexts;
     for (const auto& own : columns.ownColumns) {
         keys.push_back(own.second);
-        storedTexts.push_back(nullptr);
+        storedTexts.emplace_back();
     }
     if (columns.parameters != nullptr) {
         for (Parameter parameter : *columns.parameters) {
@@ -346,7 +355,7 @@ void DatabaseHelper::insertRecord(TableType table, const ParameterValues* record
         for (size_t k = 0; k < keys.size(); ++k) {
             if (next < lines.size() && lines[next].first == keys[k]) {
                 std::string& text = lines[next++].second;
-                values.emplace_back(storedTexts[k] != nullptr ? *storedTexts[k] : std::move(text));
+                values.emplace_back(storedTexts[k] ? std::move(*storedTexts[k]) : std::move(text));
             } else {
                 values.emplace_back();
                 ++missing;
@@ -361,8 +370,8 @@ void DatabaseHelper::insertRecord(TableType table, const ParameterValues* record
                 ++missing;
                 continue;
             }
-            values.emplace_back(storedTexts[k] != nullptr ? *storedTexts[k]
-                                                          : std::move(field->second));
+            values.emplace_back(storedTexts[k] ? std::move(*storedTexts[k])
+                                               : std::move(field->second));
             fields.erase(field);
         }
     }
@@ -526,14 +535,17 @@ void DatabaseHelper::applyColumn(ParameterValues* record, const ColumnRole& role
         applyColumnText(*record, *role.parameter, cell.text);
         return;
     }
-    std::vector<int> values = cell.type == SQLITE_INTEGER
-                                  ? std::vector<int>{static_cast<int>(cell.integer)}
-                                  : string_2_int_vector(cell.text);
+    std::vector<int> values;
+    if (cell.type == SQLITE_INTEGER) {
+        values.push_back(static_cast<int>(cell.integer));
+    } else {
+        read_list_text(cell.text.data(), cell.text.size(), &values);
+    }
     // An integer is no stored text to write back: the value is written as it reads.
     if (role.parameter) {
         record->set(*role.parameter, std::move(values));
     } else if (ownColumn) {
-        ownColumn(role.name, cell.text, values);
+        ownColumn(role.name, std::string(cell.text), values);
     }
 }
 
@@ -544,15 +556,18 @@ void DatabaseHelper::readRecord(TableType table, const KeyValues& keys,
         ALOGE("the database is not connected");
         return;
     }
+    std::vector<ColumnRole>* roles = nullptr;
     bool read = forEachStoredRow(table, keys, [&](TableRows& stored, size_t row) {
-        std::vector<ColumnRole>& roles = stored.roles[keyColumns];
-        if (roles.empty()) {
-            for (const std::string& column : stored.columns) {
-                roles.push_back(roleOf(column, keyColumns));
+        if (roles == nullptr) {
+            roles = &stored.roles[keyColumns];
+            if (roles->empty()) {
+                for (const std::string& column : stored.columns) {
+                    roles->push_back(roleOf(column, keyColumns));
+                }
             }
         }
         for (size_t i = 0; i < stored.columns.size(); ++i) {
-            applyColumn(record, roles[i], stored.rows[row][i], ownColumn);
+            applyColumn(record, (*roles)[i], stored.cell(row, i), ownColumn);
         }
     });
     if (read || readBound(table, keys, keyColumns, record, ownColumn)) return;
@@ -594,6 +609,7 @@ void DatabaseHelper::forgetStoredRows() {
     mSchema.clear();
     mSchemaRead = false;
     mBoundSelects.clear();
+    mBoundRoles.clear();
 }
 
 bool DatabaseHelper::readBound(TableType table, const KeyValues& keys,
@@ -621,12 +637,16 @@ bool DatabaseHelper::readBound(TableType table, const KeyValues& keys,
             return false;
         }
     }
+    std::vector<ColumnRole>& roles = mBoundRoles[table];
+    if (roles.empty()) {
+        for (int i = 0; i < statement->columnCount(); ++i) {
+            roles.push_back(roleOf(statement->columnName(i), keyColumns));
+        }
+    }
     int rc;
     while ((rc = statement->step()) == SQLITE_ROW) {
-        int count = statement->columnCount();
-        for (int i = 0; i < count; ++i) {
-            applyColumn(record, roleOf(statement->columnName(i), keyColumns),
-                        read_cell(*statement, i), ownColumn);
+        for (size_t i = 0; i < roles.size(); ++i) {
+            applyColumn(record, roles[i], read_cell(*statement, static_cast<int>(i)), ownColumn);
         }
     }
     if (rc != SQLITE_DONE) {
@@ -675,16 +695,47 @@ DatabaseHelper::TableRows* DatabaseHelper::storedRows(TableType type) {
     for (int i = 0; i < statement.columnCount(); ++i) {
         rows->columns.push_back(statement.columnName(i));
     }
+    // A parameter column of a table as created holds text, a blob or NULL, and its readers
+    // take a blob as they take text: only where there is no text is its type asked for. The
+    // other columns, which queries find rows by, keep their type. No reader uses _id.
+    enum class Read { kSkipped, kTyped, kParameter };
+    std::vector<Read> reads;
+    for (const std::string& column : rows->columns) {
+        reads.push_back(column == "_id"                   ? Read::kSkipped
+                        : mColumnNameMap.count(column) != 0 ? Read::kParameter
+                                                            : Read::kTyped);
+    }
+    // The texts are gathered first and the cells pointed at them once all are in.
+    std::vector<size_t> offsets;
     int rc;
     while ((rc = statement.step()) == SQLITE_ROW) {
-        std::vector<StoredCell> row;
-        row.reserve(rows->columns.size());
         for (size_t i = 0; i < rows->columns.size(); ++i) {
-            row.push_back(read_cell(statement, static_cast<int>(i)));
+            const int column = static_cast<int>(i);
+            StoredCell cell{SQLITE_NULL, 0, {}};
+            if (reads[i] == Read::kTyped) {
+                cell = read_cell(statement, column);
+            } else if (reads[i] == Read::kParameter) {
+                const unsigned char* text = sqlite3_column_text(statement.get(), column);
+                if (text != nullptr) {
+                    cell.type = SQLITE_TEXT;
+                    cell.text = std::string_view(
+                        reinterpret_cast<const char*>(text),
+                        static_cast<size_t>(sqlite3_column_bytes(statement.get(), column)));
+                } else {
+                    cell.type = sqlite3_column_type(statement.get(), column);
+                }
+            }
+            offsets.push_back(rows->texts.size());
+            rows->texts.append(cell.text);
+            rows->cells.push_back(cell);
         }
-        rows->rows.push_back(std::move(row));
+        ++rows->rowCount;
     }
     if (rc != SQLITE_DONE) return nullptr;
+    for (size_t i = 0; i < rows->cells.size(); ++i) {
+        rows->cells[i].text =
+            std::string_view(rows->texts.data() + offsets[i], rows->cells[i].text.size());
+    }
     entry = std::move(rows);
     return entry.get();
 }
@@ -710,13 +761,13 @@ bool DatabaseHelper::forEachStoredRow(TableType type, const KeyValues& keys,
         index =
             stored->indexes.emplace(columns, std::map<std::string, std::vector<size_t>>()).first;
         // Only a text equals the quoted text of a statement; NULL never does.
-        for (size_t row = 0; row < stored->rows.size(); ++row) {
+        for (size_t row = 0; row < stored->rowCount; ++row) {
             std::string joined;
             bool text = true;
             for (size_t position : positions) {
-                const StoredCell& cell = stored->rows[row][position];
-                text =
-                    text && cell.type == SQLITE_TEXT && cell.text.find('\0') == std::string::npos;
+                const StoredCell& cell = stored->cell(row, position);
+                text = text && cell.type == SQLITE_TEXT &&
+                       cell.text.find('\0') == std::string_view::npos;
                 joined += cell.text;
                 joined += '\0';
             }
@@ -761,7 +812,7 @@ void DatabaseHelper::queryProfileNames(std::vector<std::string>& names,
                                  [&](TableRows& stored, size_t row) {
                                      for (size_t i = 0; i < stored.columns.size(); ++i) {
                                          if (stored.columns[i] == "name")
-                                             found(stored.rows[row][i].text);
+                                             found(std::string(stored.cell(row, i).text));
                                      }
                                  });
     if (read) return;
@@ -858,11 +909,11 @@ std::set<DeviceTuning*> DatabaseHelper::queryDeviceTunings(const std::string& po
                                      for (size_t i = 0; i < stored.columns.size(); ++i) {
                                          const std::string& column = stored.columns[i];
                                          if (column == "device") {
-                                             device = stored.rows[row][i].text;
+                                             device = stored.cell(row, i).text;
                                          } else if (column == "port") {
-                                             rowPort = stored.rows[row][i].text;
+                                             rowPort = stored.cell(row, i).text;
                                          } else if (column == "tuning_id") {
-                                             tuning = stored.rows[row][i].text;
+                                             tuning = stored.cell(row, i).text;
                                          }
                                      }
                                      result.insert(new DeviceTuning(device, rowPort, tuning));
@@ -909,7 +960,7 @@ bool DatabaseHelper::forEachConfigurationValue(
                                  [&visit](TableRows& stored, size_t row) {
                                      for (size_t i = 0; i < stored.columns.size(); ++i) {
                                          if (stored.columns[i] == "value") {
-                                             visit(stored.rows[row][i].text);
+                                             visit(std::string(stored.cell(row, i).text));
                                          }
                                      }
                                  });

@@ -12,6 +12,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "model/DeviceTuning.h"
@@ -161,18 +162,20 @@ class DatabaseHelper {
     // (a list with its trailing element) and the text itself, which a later save of the
     // record writes back unchanged while the value stays the one read.
     static void applyColumnText(ParameterValues& record, Parameter parameter,
-                                const std::string& text);
+                                std::string_view text);
 
   private:
     // Handles a column of the record's own (non-parameter) fields; true when it was one.
     using OwnColumnReader = std::function<bool(const std::string& column, const std::string& text,
                                                const std::vector<int>& values)>;
 
-    // One stored column of a row: its SQLite type, and its text (empty for NULL) or integer.
+    // One stored column of a row: its SQLite type, its text (empty for NULL) and, for an
+    // integer, its value. The text lives as long as the statement's row, or as the rows
+    // read once.
     struct StoredCell {
         int type;
         long long integer;
-        std::string text;
+        std::string_view text;
     };
     // What a column of a record row is to the record: skipped (its id, copy and keys), one
     // of its parameters, or one of its own fields.
@@ -185,7 +188,13 @@ class DatabaseHelper {
     // rows whose key columns hold a given text and what each column is.
     struct TableRows {
         std::vector<std::string> columns;
-        std::vector<std::vector<StoredCell>> rows;
+        size_t rowCount = 0;
+        // Row after row; their texts are kept one after another in texts.
+        std::vector<StoredCell> cells;
+        std::string texts;
+        const StoredCell& cell(size_t row, size_t column) const {
+            return cells[row * columns.size() + column];
+        }
         std::map<std::vector<std::string>, std::map<std::string, std::vector<size_t>>> indexes;
         std::map<std::set<std::string>, std::vector<ColumnRole>> roles;
     };
@@ -250,6 +259,8 @@ class DatabaseHelper {
     bool mSchemaRead = false;
     std::map<std::string, std::vector<std::string>> mSchema;
     std::map<TableType, std::unique_ptr<SqliteStatement>> mBoundSelects;
+    // What each column of a bound statement's rows is to its record.
+    std::map<TableType, std::vector<ColumnRole>> mBoundRoles;
     // Kept while only the inserts made here change the database.
     std::map<TableType, std::unique_ptr<SqliteStatement>> mInsertStatements;
     std::map<TableType, int> mRowCounts;

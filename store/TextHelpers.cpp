@@ -9,6 +9,7 @@
 #include <log/log.h>
 
 #include <algorithm>
+#include <cstring>
 #include <sstream>
 
 namespace velora {
@@ -60,8 +61,10 @@ namespace {
 
 // string2int of text[begin, end). A piece that is only an optional minus and up to nine
 // digits (every stored number) is converted here, since no such piece can overflow or read
-// otherwise; anything else goes through string2int itself.
-int piece_to_int(const std::string& text, size_t begin, size_t end) {
+// otherwise; anything else goes through string2int itself. *plain says whether the piece is
+// exactly the decimal text of its number (no sign on zero, no leading zero).
+int piece_to_int(const char* text, size_t begin, size_t end, bool* plain) {
+    *plain = false;
     if (begin == end) return 0;  // extraction from an empty text fails
     size_t at = begin;
     const bool negative = text[at] == '-';
@@ -71,22 +74,49 @@ int piece_to_int(const std::string& text, size_t begin, size_t end) {
         size_t i = at;
         for (; i < end && text[i] >= '0' && text[i] <= '9'; ++i)
             value = value * 10 + (text[i] - '0');
-        if (i == end) return negative ? -value : value;
+        if (i == end) {
+            *plain = text[at] != '0' || (end - at == 1 && !negative);
+            return negative ? -value : value;
+        }
     }
-    return string2int(text.substr(begin, end - begin));
+    return string2int(std::string(text + begin, end - begin));
 }
 
 }  // namespace
 
 std::vector<int> string_2_int_vector(const std::string& text) {
     std::vector<int> values;
-    values.reserve(static_cast<size_t>(std::count(text.begin(), text.end(), ',')) + 1);
+    read_list_text(text.data(), text.size(), &values);
+    return values;
+}
+
+bool read_list_text(const char* text, size_t size, std::vector<int>* values) {
+    // The elements are gathered on the stack and the vector filled once: start-up reads
+    // every stored list through here.
+    constexpr size_t kGathered = 64;
+    int gathered[kGathered];
+    size_t count = 0;
+    values->clear();
+    bool written = true;
     size_t begin = 0;
     for (;;) {
-        size_t comma = text.find(',', begin);
-        values.push_back(
-            piece_to_int(text, begin, comma == std::string::npos ? text.size() : comma));
-        if (comma == std::string::npos) return values;
+        const char* found = static_cast<const char*>(std::memchr(text + begin, ',', size - begin));
+        const size_t comma = found == nullptr ? size : static_cast<size_t>(found - text);
+        bool plain = false;
+        if (count == kGathered) {
+            values->insert(values->end(), gathered, gathered + count);
+            count = 0;
+        }
+        gathered[count++] = piece_to_int(text, begin, comma, &plain);
+        if (found == nullptr) {
+            if (values->empty()) {
+                values->assign(gathered, gathered + count);
+            } else {
+                values->insert(values->end(), gathered, gathered + count);
+            }
+            return written && begin == size;  // the last piece is empty
+        }
+        written = written && plain;
         begin = comma + 1;
     }
 }

@@ -4,6 +4,7 @@
  */
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -31,6 +32,12 @@ std::string get_string_values(const std::string& line);
 // vector read back carries one trailing 0 ("1,2,3," reads as {1,2,3,0}); readers index the
 // values by position, and this extra element is kept on purpose.
 std::vector<int> string_2_int_vector(const std::string& text);
+
+// string_2_int_vector of text[0, size) into values. True when the text is exactly the one
+// written for the values read without their trailing element (every element's decimal text
+// and a comma), as every list this service writes is; such a text need not be kept to be
+// written again.
+bool read_list_text(const char* text, size_t size, std::vector<int>* values);
 
 // The value with every single quote doubled, ready to stand between the single quotes of a
 // statement text. Names chosen by users and device makers may hold apostrophes; doubling is

@@ -363,7 +363,7 @@ TEST_F(DatabaseHelperTest, SavesWriteBackTheTextAValueWasReadFromUntilItIsReplac
     ASSERT_EQ(SQLITE_OK,
               writer.exec("INSERT INTO profiles (_id, custom_name, profile_id, name, ieq_amount, "
                           "ieq_enable, volume_modeler_enable, custom_drc_metadata) VALUES "
-                          "(1, 'default', '0', 'P', '4,', '1,0,0,', '', '1,2,'),"
+                          "(1, 'default', '0', 'P', '4,', '1,05,', '', '-0,'),"
                           "(2, 'custom', '0', 'P', '4,0,', ' 7 ,x,', '3,', '1,2,')"));
     Profile profile(0, "", PRESET_OFF);
     db->queryProfileValue("0", "custom", &profile);
@@ -382,9 +382,9 @@ TEST_F(DatabaseHelperTest, SavesWriteBackTheTextAValueWasReadFromUntilItIsReplac
     db->updateProfileValue(&profile, "custom");
     saved = rows("profiles", "custom_name='custom'").at(0);
     EXPECT_EQ("4,", cell(saved, "ieq_amount"));
-    EXPECT_EQ("1,0,0,", cell(saved, "ieq_enable"));
+    EXPECT_EQ("1,05,", cell(saved, "ieq_enable"));
     EXPECT_EQ("", cell(saved, "volume_modeler_enable"));
-    EXPECT_EQ("1,2,", cell(saved, "custom_drc_metadata"));
+    EXPECT_EQ("-0,", cell(saved, "custom_drc_metadata"));
     EXPECT_EQ("2", cell(saved, "_id"));
 }
 
