@@ -57,33 +57,6 @@ std::string get_string_values(const std::string& line) {
     return value;
 }
 
-namespace {
-
-// string2int of text[begin, end). A piece that is only an optional minus and up to nine
-// digits (every stored number) is converted here, since no such piece can overflow or read
-// otherwise; anything else goes through string2int itself. *plain says whether the piece is
-// exactly the decimal text of its number (no sign on zero, no leading zero).
-int piece_to_int(const char* text, size_t begin, size_t end, bool* plain) {
-    *plain = false;
-    if (begin == end) return 0;  // extraction from an empty text fails
-    size_t at = begin;
-    const bool negative = text[at] == '-';
-    if (negative) ++at;
-    if (at < end && end - at <= 9) {
-        int value = 0;
-        size_t i = at;
-        for (; i < end && text[i] >= '0' && text[i] <= '9'; ++i)
-            value = value * 10 + (text[i] - '0');
-        if (i == end) {
-            *plain = text[at] != '0' || (end - at == 1 && !negative);
-            return negative ? -value : value;
-        }
-    }
-    return string2int(std::string(text + begin, end - begin));
-}
-
-}  // namespace
-
 std::vector<int> string_2_int_vector(const std::string& text) {
     std::vector<int> values;
     read_list_text(text.data(), text.size(), &values);
@@ -91,33 +64,55 @@ std::vector<int> string_2_int_vector(const std::string& text) {
 }
 
 bool read_list_text(const char* text, size_t size, std::vector<int>* values) {
-    // The elements are gathered on the stack and the vector filled once: start-up reads
-    // every stored list through here.
+    // One walk over the text, the elements gathered on the stack and the vector filled once:
+    // start-up reads every stored list through here.
     constexpr size_t kGathered = 64;
     int gathered[kGathered];
     size_t count = 0;
     values->clear();
     bool written = true;
-    size_t begin = 0;
+    const char* const end = text + size;
+    const char* piece = text;
     for (;;) {
-        const char* found = static_cast<const char*>(std::memchr(text + begin, ',', size - begin));
-        const size_t comma = found == nullptr ? size : static_cast<size_t>(found - text);
+        // A piece that is only an optional minus and up to nine digits (every stored number)
+        // is converted here, since no such piece can overflow or read otherwise; anything
+        // else goes through string2int itself. Such a piece is as written when it is exactly
+        // the decimal text of its number (no sign on zero, no leading zero).
+        const char* at = piece;
+        const bool negative = at != end && *at == '-';
+        if (negative) ++at;
+        const char* const digits = at;
+        int value = 0;
+        while (at != end && at - digits < 9 && *at >= '0' && *at <= '9') {
+            value = value * 10 + (*at - '0');
+            ++at;
+        }
+        const char* comma = at;
         bool plain = false;
+        if (at != digits && (at == end || *at == ',')) {
+            plain = *digits != '0' || (at - digits == 1 && !negative);
+            if (negative) value = -value;
+        } else {
+            comma = static_cast<const char*>(std::memchr(at, ',', static_cast<size_t>(end - at)));
+            if (comma == nullptr) comma = end;
+            // Extraction from an empty text fails.
+            value = comma == piece ? 0 : string2int(std::string(piece, comma));
+        }
         if (count == kGathered) {
             values->insert(values->end(), gathered, gathered + count);
             count = 0;
         }
-        gathered[count++] = piece_to_int(text, begin, comma, &plain);
-        if (found == nullptr) {
+        gathered[count++] = value;
+        if (comma == end) {
             if (values->empty()) {
                 values->assign(gathered, gathered + count);
             } else {
                 values->insert(values->end(), gathered, gathered + count);
             }
-            return written && begin == size;  // the last piece is empty
+            return written && piece == end;  // the last piece is empty
         }
         written = written && plain;
-        begin = comma + 1;
+        piece = comma + 1;
     }
 }
 

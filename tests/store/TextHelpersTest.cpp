@@ -38,6 +38,19 @@ TEST(TextHelpersTest, StoredTextsReadBackAsTheStoreReadsThem) {
     }
     expected.push_back(0);
     EXPECT_EQ(expected, string_2_int_vector(text));
+    // Only a text exactly as the service writes the values read (without the trailing 0)
+    // is known again from them; any other must be kept to be written back.
+    std::string hundred;
+    for (int i = 1; i <= 100; ++i) hundred += std::to_string(i * 37 - 1000) + ",";
+    const std::pair<std::string, bool> verdicts[] = {
+        {"1,2,3,", true}, {"", true},      {"0,-7,", true}, {hundred, true},
+        {"1,2,3", false}, {"05,", false},  {"-0,", false},  {",", false},
+        {" 7,", false},   {"1,,2,", false}, {"1234567890,", false}};
+    for (const auto& [listText, written] : verdicts) {
+        std::vector<int> read{42};
+        EXPECT_EQ(written, read_list_text(listText.data(), listText.size(), &read)) << listText;
+        EXPECT_EQ(string_2_int_vector(listText), read) << listText;
+    }
 
     EXPECT_EQ("1", get_string_values("mono=true"));
     EXPECT_EQ("0", get_string_values("readonly=false"));
