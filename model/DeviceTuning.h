@@ -26,9 +26,9 @@ class DeviceTuning {
     virtual ~DeviceTuning();
 
     void setId(int64_t id) { mId = id; }
-    std::string getDevice() const { return mDevice; }
-    std::string getPort() const { return mPort; }
-    std::string getTuning() const { return mTuning; }
+    const std::string& getDevice() const { return mDevice; }
+    const std::string& getPort() const { return mPort; }
+    const std::string& getTuning() const { return mTuning; }
 
     // "id=..\ndevice=..\nport=..\ntuning=.." without a newline at the end.
     std::string toString() const;

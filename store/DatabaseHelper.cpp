@@ -748,18 +748,17 @@ bool DatabaseHelper::forEachStoredRow(TableType type, const KeyValues& keys,
     }
     TableRows* stored = storedRows(type);
     if (stored == nullptr) return false;
-    std::vector<std::string> columns;
     std::vector<size_t> positions;
+    positions.reserve(keys.size());
     for (const auto& key : keys) {
         auto at = std::find(stored->columns.begin(), stored->columns.end(), key.first);
         if (at == stored->columns.end()) return false;
-        columns.push_back(key.first);
         positions.push_back(static_cast<size_t>(at - stored->columns.begin()));
     }
-    auto index = stored->indexes.find(columns);
+    auto index = stored->indexes.find(positions);
     if (index == stored->indexes.end()) {
         index =
-            stored->indexes.emplace(columns, std::map<std::string, std::vector<size_t>>()).first;
+            stored->indexes.emplace(positions, std::map<std::string, std::vector<size_t>>()).first;
         // Only a text equals the quoted text of a statement; NULL never does.
         for (size_t row = 0; row < stored->rowCount; ++row) {
             std::string joined;
@@ -774,12 +773,13 @@ bool DatabaseHelper::forEachStoredRow(TableType type, const KeyValues& keys,
             if (text) index->second[joined].push_back(row);
         }
     }
-    std::string joined;
+    // Kept between queries: start-up asks once per record.
+    mJoinedKey.clear();
     for (const auto& key : keys) {
-        joined += key.second;
-        joined += '\0';
+        mJoinedKey += key.second;
+        mJoinedKey += '\0';
     }
-    auto rows = index->second.find(joined);
+    auto rows = index->second.find(mJoinedKey);
     if (rows != index->second.end()) {
         for (size_t row : rows->second) visit(*stored, row);
     }
@@ -788,14 +788,16 @@ bool DatabaseHelper::forEachStoredRow(TableType type, const KeyValues& keys,
 
 void DatabaseHelper::queryIeqValue(const std::string& presetType, const std::string& customName,
                                    IeqPreset* preset) {
+    static const std::set<std::string> kKeyColumns{"preset_type"};
     readRecord(TABLE_IEQ_PRESETS, {{"preset_type", presetType}, {"custom_name", customName}},
-               {"preset_type"}, preset, nullptr, /*reportPrepareResult=*/true);
+               kKeyColumns, preset, nullptr, /*reportPrepareResult=*/true);
 }
 
 void DatabaseHelper::queryGeqValue(const std::string& profileId, const std::string& customName,
                                    GeqPreset* preset) {
+    static const std::set<std::string> kKeyColumns{"profile_id"};
     readRecord(TABLE_GEQ_PRESETS, {{"profile_id", profileId}, {"custom_name", customName}},
-               {"profile_id"}, preset, nullptr, /*reportPrepareResult=*/false);
+               kKeyColumns, preset, nullptr, /*reportPrepareResult=*/false);
 }
 
 void DatabaseHelper::queryProfileNames(std::vector<std::string>& names,
@@ -840,8 +842,9 @@ void DatabaseHelper::queryProfileNames(std::vector<std::string>& names,
 
 void DatabaseHelper::queryProfileValue(const std::string& profileId, const std::string& customName,
                                        Profile* profile) {
+    static const std::set<std::string> kKeyColumns{"profile_id"};
     readRecord(
-        TABLE_PROFILES, {{"profile_id", profileId}, {"custom_name", customName}}, {"profile_id"},
+        TABLE_PROFILES, {{"profile_id", profileId}, {"custom_name", customName}}, kKeyColumns,
         profile,
         [profile](const std::string& column, const std::string& text,
                   const std::vector<int>& values) {
@@ -869,17 +872,19 @@ void DatabaseHelper::queryProfileValue(const std::string& profileId, const std::
 void DatabaseHelper::queryEndpointValue(const std::string& profileId, const std::string& endpoint,
                                         const std::string& customName,
                                         ProfileEndpoint* profileEndpoint) {
+    static const std::set<std::string> kKeyColumns{"profile_id", "endpoint"};
     readRecord(TABLE_PROFILE_ENDPOINTS,
                {{"profile_id", profileId}, {"endpoint", endpoint}, {"custom_name", customName}},
-               {"profile_id", "endpoint"}, profileEndpoint, nullptr,
+               kKeyColumns, profileEndpoint, nullptr,
                /*reportPrepareResult=*/false);
 }
 
 void DatabaseHelper::queryTuning(const std::string& name, Tuning* tuning) {
+    static const std::set<std::string> kKeyColumns{"name", "is_readonly"};
     // is_readonly is not read back: every stored tuning comes from a tuning file and is
     // read-only, which the record loaded for a device already says.
     readRecord(
-        TABLE_TUNINGS, {{"name", name}}, {"name", "is_readonly"}, tuning,
+        TABLE_TUNINGS, {{"name", name}}, kKeyColumns, tuning,
         [tuning](const std::string& column, const std::string& text,
                  const std::vector<int>& values) {
             if (column == "is_mono") {

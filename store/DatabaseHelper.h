@@ -184,8 +184,8 @@ class DatabaseHelper {
         bool skipped = false;
         std::optional<Parameter> parameter;
     };
-    // The rows of a table in stored order, and, per set of key columns, where to find the
-    // rows whose key columns hold a given text and what each column is.
+    // The rows of a table in stored order, and, per set of key columns (by position), where
+    // to find the rows whose key columns hold a given text and what each column is.
     struct TableRows {
         std::vector<std::string> columns;
         size_t rowCount = 0;
@@ -195,7 +195,7 @@ class DatabaseHelper {
         const StoredCell& cell(size_t row, size_t column) const {
             return cells[row * columns.size() + column];
         }
-        std::map<std::vector<std::string>, std::map<std::string, std::vector<size_t>>> indexes;
+        std::map<std::vector<size_t>, std::map<std::string, std::vector<size_t>>> indexes;
         std::map<std::set<std::string>, std::vector<ColumnRole>> roles;
     };
     using KeyValues = std::vector<std::pair<std::string, std::string>>;  // column, text
@@ -261,6 +261,7 @@ class DatabaseHelper {
     std::map<TableType, std::unique_ptr<SqliteStatement>> mBoundSelects;
     // What each column of a bound statement's rows is to its record.
     std::map<TableType, std::vector<ColumnRole>> mBoundRoles;
+    std::string mJoinedKey;
     // Kept while only the inserts made here change the database.
     std::map<TableType, std::unique_ptr<SqliteStatement>> mInsertStatements;
     std::map<TableType, int> mRowCounts;
