@@ -46,7 +46,9 @@ void ParameterValues::setStored(Parameter parameter, std::vector<int> value,
 
 void ParameterValues::setStoredAsWritten(Parameter parameter, std::vector<int> value) {
     // Rows arrive in column order, which is Parameter order, so the new entry goes last.
-    auto at = mValues.lower_bound(parameter);
+    auto at = mValues.empty() || mValues.rbegin()->first < parameter
+                  ? mValues.end()
+                  : mValues.lower_bound(parameter);
     if (at != mValues.end() && at->first == parameter) {
         at->second = std::move(value);
     } else {
