@@ -96,17 +96,24 @@ const TableLayout& layout_of(TableType type) {
     return kLayouts[type];
 }
 
+// The text of column i of the current row, valid until the statement steps; *present is
+// false when SQLite has no text for it (NULL).
+std::string_view column_view(const SqliteStatement& statement, int i, bool* present) {
+    const unsigned char* text = sqlite3_column_text(statement.get(), i);
+    *present = text != nullptr;
+    if (text == nullptr) return {};
+    return std::string_view(reinterpret_cast<const char*>(text),
+                            static_cast<size_t>(sqlite3_column_bytes(statement.get(), i)));
+}
+
 }  // namespace
 
 // One column of the current row of statement, as a record read takes it.
 DatabaseHelper::StoredCell DatabaseHelper::read_cell(const SqliteStatement& statement, int i) {
     StoredCell cell{statement.columnType(i), 0, {}};
     if (cell.type == SQLITE_NULL) return cell;
-    const char* text = reinterpret_cast<const char*>(sqlite3_column_text(statement.get(), i));
-    if (text != nullptr) {
-        cell.text = std::string_view(
-            text, static_cast<size_t>(sqlite3_column_bytes(statement.get(), i)));
-    }
+    bool present = false;
+    cell.text = column_view(statement, i, &present);
     if (cell.type == SQLITE_INTEGER) cell.integer = sqlite3_column_int64(statement.get(), i);
     return cell;
 }
@@ -715,15 +722,9 @@ DatabaseHelper::TableRows* DatabaseHelper::storedRows(TableType type) {
             if (reads[i] == Read::kTyped) {
                 cell = read_cell(statement, column);
             } else if (reads[i] == Read::kParameter) {
-                const unsigned char* text = sqlite3_column_text(statement.get(), column);
-                if (text != nullptr) {
-                    cell.type = SQLITE_TEXT;
-                    cell.text = std::string_view(
-                        reinterpret_cast<const char*>(text),
-                        static_cast<size_t>(sqlite3_column_bytes(statement.get(), column)));
-                } else {
-                    cell.type = sqlite3_column_type(statement.get(), column);
-                }
+                bool present = false;
+                cell.text = column_view(statement, column, &present);
+                cell.type = present ? SQLITE_TEXT : sqlite3_column_type(statement.get(), column);
             }
             offsets.push_back(rows->texts.size());
             rows->texts.append(cell.text);

@@ -104,11 +104,7 @@ bool read_list_text(const char* text, size_t size, std::vector<int>* values) {
         }
         gathered[count++] = value;
         if (comma == end) {
-            if (values->empty()) {
-                values->assign(gathered, gathered + count);
-            } else {
-                values->insert(values->end(), gathered, gathered + count);
-            }
+            values->insert(values->end(), gathered, gathered + count);
             return written && piece == end;  // the last piece is empty
         }
         written = written && plain;
