@@ -156,7 +156,8 @@ int PexParamFile::openForWriting(const std::string& path, std::unique_ptr<PexPar
 }
 
 int PexParamFile::openForReading(const std::string& path, std::unique_ptr<PexParamFile>* out) {
-    const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    // Without waiting: a pipe in the file's place would hold the open until someone writes.
+    const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (fd < 0) return -errno;
     std::unique_ptr<PexParamFile> file(new PexParamFile(fd, /*writable=*/false));
     const int err = file->mapWhole();
@@ -204,6 +205,9 @@ uint32_t* PexParamFile::word(size_t byteOffset) const {
 int PexParamFile::mapWhole() {
     struct stat st;
     if (fstat(mFd, &st) != 0) return -errno;
+    // Only a plain file is a parameter file; mapping a folder would fail as "no such device".
+    if (S_ISDIR(st.st_mode)) return -EISDIR;
+    if (!S_ISREG(st.st_mode)) return -EBADMSG;
     const size_t size = static_cast<size_t>(st.st_size);
     if (size < kHeaderSize) return -EBADMSG;
     if (mMap != nullptr && size == mMapSize) return 0;

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <pexparamstorage/PexParamStore.h>
 
+#include <filesystem>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -29,7 +30,14 @@ TEST(InspectEffectTest, PrintsWhatTheEffectWouldReadPerDevice) {
     std::ostringstream out, err;
     EXPECT_EQ(kExitFailed, inspect_effect({"--root", root.path()}, out, err));
     EXPECT_NE(std::string::npos, err.str().find("nothing published yet"));
+    const std::string file = root.hostPath("/data/vendor/velora/pexparams.bin");
+    std::filesystem::create_directories(file);
+    err.str("");
+    EXPECT_EQ(kExitFailed, inspect_effect({"--root", root.path()}, out, err));
+    EXPECT_EQ("velora-inspect: cannot read " + file + ": it is a folder, not a parameter file\n",
+              err.str());
     EXPECT_TRUE(out.str().empty());
+    std::filesystem::remove(file);
 
     android::PexParamStore& store = android::PexParamStore::getInstance();
     const std::vector<int32_t> levels = {1, -2, 300};
@@ -40,7 +48,7 @@ TEST(InspectEffectTest, PrintsWhatTheEffectWouldReadPerDevice) {
     ASSERT_EQ(0, store.commitChange());
     ASSERT_EQ(0, store.commitChange());
     ASSERT_EQ(kExitOk, inspect_effect({"--root", root.path()}, out, err)) << err.str();
-    EXPECT_EQ("file=" + root.hostPath("/data/vendor/velora/pexparams.bin") +
+    EXPECT_EQ("file=" + file +
                   "\n"
                   "generation=2\n"
                   "\n"

@@ -7,6 +7,7 @@
 #include <pexparamstorage/PexParamFileReader.h>
 #include <pexparamstorage/PexParamStore.h>
 #include <stdio.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 
 #include <atomic>
@@ -336,6 +337,15 @@ TEST_F(PexParamStoreTest, ReaderRefusesWhatIsNotAParameterFile) {
     EXPECT_EQ(-EBADMSG, reader.read(&caches, false, nullptr));
     root.write(kParamFile, "short");
     EXPECT_EQ(-EBADMSG, reader.read(&caches, false, nullptr));
+    // Neither a folder nor a pipe in its place is mapped, and the pipe is not waited on.
+    const std::string path = root.hostPath(kParamFile);
+    std::filesystem::remove(path);
+    std::filesystem::create_directory(path);
+    EXPECT_EQ(-EISDIR, reader.read(&caches, false, nullptr));
+    std::filesystem::remove(path);
+    ASSERT_EQ(0, mkfifo(path.c_str(), 0644));
+    EXPECT_EQ(-EBADMSG, reader.read(&caches, false, nullptr));
+    std::filesystem::remove(path);
     EXPECT_EQ(0u, caches.size());
 
     // The store starts such a file over, and the same reader then reads it.

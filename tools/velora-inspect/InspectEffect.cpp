@@ -8,9 +8,9 @@
 #include <pexparamstorage/PexParamFileReader.h>
 #include <pexparamstorage/PexParamStore.h>
 #include <stdio.h>
-#include <string.h>
 
 #include "common/SystemPaths.h"
+#include "tools/common/ParamFileText.h"
 
 namespace velora::inspect {
 
@@ -72,7 +72,7 @@ int inspect_effect(const std::vector<std::string>& args, std::ostream& out, std:
         return kExitFailed;
     }
     if (result != 0) {
-        err << "velora-inspect: cannot read " << path << ": " << strerror(-result) << "\n";
+        err << "velora-inspect: cannot read " << path << ": " << describe_param_file_error(result) << "\n";
         return kExitFailed;
     }
 

@@ -18,6 +18,7 @@
 #include "model/AndroidDevice.h"
 #include "model/Port.h"
 #include "tools/common/Json.h"
+#include "tools/common/ParamFileText.h"
 #include "tools/veloractl/ExternalParameter.h"
 #include "tools/veloractl/PackedBuffer.h"
 #include "tools/veloractl/TextParsing.h"
@@ -961,7 +962,7 @@ int Controller::cmdEffect() {
     }
     if (result != 0) {
         return failure(EXIT_REFUSED,
-                       "cannot read " + reader.getPath() + ": " + describe_result(result));
+                       "cannot read " + reader.getPath() + ": " + describe_param_file_error(result));
     }
     Json list = Json::array();
     std::string text = "generation " + std::to_string(generation) + "\n";
