@@ -8,11 +8,14 @@
 
 #include <libxml/globals.h>
 #include <libxml/parser.h>
+#include <libxml/parserInternals.h>
+#include <libxml/SAX2.h>
 #include <libxml/xmlerror.h>
 #include <log/log.h>
 #include <utils/Mutex.h>
 
 #include <cctype>
+#include <cstdarg>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
@@ -82,6 +85,11 @@ constexpr char kOther[] = "other";
 constexpr int kTagEmptyPath = 115;
 constexpr int kTagReadFile = 128;
 constexpr int kTagNoRoot = 134;
+
+// Whitespace text nodes are kept (no XML_PARSE_NOBLANKS): the layout rules need them. Short
+// texts are stored inside their nodes (the reader never changes the tree), which spares one
+// allocation for nearly every node of an indented file.
+constexpr int kParseOptions = XML_PARSE_COMPACT;
 constexpr int kTagInvalidPresetName = 271;
 
 // Tuning-data elements that carry a whole row of values rather than one value.
@@ -273,6 +281,91 @@ PresetType ieq_preset_type_by_id(const std::string& id) {
     return PRESET_BALANCED;
 }
 
+// The walk's log lines and diagnostics while the file is still being parsed (see
+// readWhileParsing): held until the parse has ended, then given out in the order they came,
+// or dropped when the file turned out not to be well-formed XML. So a broken file logs and
+// reports what it did when it was parsed whole before the walk: its libxml2 errors and the
+// failure, nothing of the elements before the break. One parser runs on one thread at a
+// time, so what is held is kept per thread.
+class HeldWalkOutput : public TuningDiagnostics {
+  public:
+    explicit HeldWalkOutput(TuningDiagnostics* sink) : mSink(sink), mOuter(sHeld) {
+        sHeld = this;
+    }
+    ~HeldWalkOutput() override { sHeld = mOuter; }
+    HeldWalkOutput(const HeldWalkOutput&) = delete;
+    HeldWalkOutput& operator=(const HeldWalkOutput&) = delete;
+
+    // Where the walk reports while this is held: here, when a sink was set at all.
+    TuningDiagnostics* diagnostics() { return mSink != nullptr ? this : nullptr; }
+
+    // Logs and reports everything held, in order, and holds nothing more.
+    void release() {
+        sHeld = mOuter;
+        for (const Held& held : mHeld) {
+            switch (held.kind) {
+                case Held::kLog:
+                    __android_log_write(held.priority, LOG_TAG, held.text.c_str());
+                    break;
+                case Held::kReport:
+                    mSink->report(held.severity, held.line, held.text);
+                    break;
+                case Held::kRecord:
+                    mSink->recordRead(held.record, held.line);
+                    break;
+                case Held::kFormatVersion:
+                    mSink->formatVersionRead(held.line);
+                    break;
+            }
+        }
+        mHeld.clear();
+    }
+
+    // False when nothing is held on this thread: the line is to be logged now.
+    static bool holdLog(int priority, const char* text) {
+        if (sHeld == nullptr) return false;
+        sHeld->mHeld.push_back({Held::kLog, priority, Severity::kWarning, 0, nullptr, text});
+        return true;
+    }
+
+    void report(Severity severity, long line, const std::string& message) override {
+        mHeld.push_back({Held::kReport, 0, severity, line, nullptr, message});
+    }
+    void recordRead(const void* record, long line) override {
+        mHeld.push_back({Held::kRecord, 0, Severity::kWarning, line, record, {}});
+    }
+    void formatVersionRead(long line) override {
+        mHeld.push_back({Held::kFormatVersion, 0, Severity::kWarning, line, nullptr, {}});
+    }
+
+  private:
+    struct Held {
+        enum Kind { kLog, kReport, kRecord, kFormatVersion } kind;
+        int priority;
+        Severity severity;
+        long line;
+        const void* record;
+        std::string text;
+    };
+    static thread_local HeldWalkOutput* sHeld;
+    TuningDiagnostics* mSink;
+    HeldWalkOutput* mOuter;
+    std::vector<Held> mHeld;
+};
+
+thread_local HeldWalkOutput* HeldWalkOutput::sHeld = nullptr;
+
+// A log line of the walk: formatted as liblog formats ALOG lines (at most 1023 bytes), and
+// held while the file is still being parsed.
+__attribute__((format(printf, 2, 3))) void walk_log(int priority, const char* format, ...) {
+    char text[1024];
+    va_list args;
+    va_start(args, format);
+    vsnprintf(text, sizeof(text), format, args);
+    va_end(args);
+    if (!HeldWalkOutput::holdLog(priority, text)) __android_log_write(priority, LOG_TAG, text);
+}
+
 std::string read_version(xmlNodePtr node) {
     std::string major;
     std::string minor;
@@ -286,7 +379,7 @@ std::string read_version(xmlNodePtr node) {
         } else if (name == kMaintenanceAttr) {
             maintenance = attr_text(attr);
         } else {
-            ALOGE("invalid attribute name %s", std::string(name).c_str());
+            walk_log(ANDROID_LOG_ERROR, "invalid attribute name %s", std::string(name).c_str());
         }
     }
     return major + "." + minor + "." + maintenance;
@@ -369,16 +462,7 @@ TuningFileParser::~TuningFileParser() {
 
 int TuningFileParser::setTuningFile(const std::string& path) {
     mPath = path;
-    if (initXmlParser() != 0) return -EINVAL;
-
-    // The versions belong to the file just opened; records of earlier files stay owned here.
-    mFormatVersion.clear();
-    mToolVersion.clear();
-    parseTuningFile();
-    // The records hold everything the document gave; the document, whitespace nodes and all,
-    // is by far the largest allocation of a start-up and goes at once.
-    mRoot = nullptr;
-    mDoc.reset();
+    if (readWhileParsing() != 0) return -EINVAL;
 
     auto data = std::make_unique<DeviceData>();
     data->setFormatVersion(mFormatVersion);
@@ -394,19 +478,28 @@ int TuningFileParser::setTuningFile(const std::string& path) {
 }
 
 int TuningFileParser::initXmlParser() {
-    if (mPath.empty()) {
-        ALOGE("invalide tuning file path, %d", kTagEmptyPath);
-        return -EINVAL;
-    }
+    if (!checkPath()) return -EINVAL;
     XmlDocHolder doc;
     {
         XmlErrorsToLog errorsToLog;
-        // Whitespace text nodes are kept (no XML_PARSE_NOBLANKS): the layout rules need them.
-        // Short texts are stored inside their nodes (the reader never changes the tree),
-        // which spares one allocation for nearly every node of an indented file.
-        doc.reset(xmlReadFile(mPath.c_str(), nullptr, XML_PARSE_COMPACT));
+        doc.reset(xmlReadFile(mPath.c_str(), nullptr, kParseOptions));
     }
-    if (!doc) {
+    xmlNodePtr root = nullptr;
+    const int result = checkDocument(doc.get(), &root);
+    if (result != 0) return result;
+    mRoot = root;
+    mDoc = std::move(doc);
+    return 0;
+}
+
+bool TuningFileParser::checkPath() {
+    if (!mPath.empty()) return true;
+    ALOGE("invalide tuning file path, %d", kTagEmptyPath);
+    return false;
+}
+
+int TuningFileParser::checkDocument(xmlDocPtr doc, xmlNodePtr* root) {
+    if (doc == nullptr) {
         ALOGE("fail to call xmlReadFile,  %d", kTagReadFile);
         if (mDiagnostics != nullptr) {
             const xmlError* error = xmlGetLastError();
@@ -420,16 +513,114 @@ int TuningFileParser::initXmlParser() {
         }
         return -EINVAL;
     }
-    xmlNodePtr root = nullptr;
-    int result = findRootElement(doc.get(), &root);
+    const int result = findRootElement(doc, root);
     if (result != 0) {
         diagnose(Severity::kError, nullptr,
                  [] { return std::string("the document has no root element; nothing is read"); });
+    }
+    return result;
+}
+
+int TuningFileParser::readWhileParsing() {
+    if (!checkPath()) return -EINVAL;
+    // What a file that is no XML leaves as it was: the records, names and versions of the
+    // files read before.
+    const std::set<IeqPreset*> ieqPresets = mIeqPresets;
+    const std::set<GeqPreset*> geqPresets = mGeqPresets;
+    const std::set<Profile*> profiles = mProfiles;
+    const std::set<ProfileEndpoint*> profileEndpoints = mProfileEndpoints;
+    const std::set<Tuning*> tunings = mTunings;
+    const std::set<DeviceTuning*> deviceTunings = mDeviceTunings;
+    std::map<int, std::string> profileNames = mProfileNames;
+    const int numOfProfiles = mNumOfProfiles;
+    std::string formatVersion = std::move(mFormatVersion);
+    std::string toolVersion = std::move(mToolVersion);
+    // The versions belong to the file being read; records of earlier files stay owned here.
+    mFormatVersion.clear();
+    mToolVersion.clear();
+
+    HeldWalkOutput held(mDiagnostics);
+    TuningDiagnostics* const sink = mDiagnostics;
+    mDiagnostics = held.diagnostics();
+    XmlDocHolder doc;
+    {
+        XmlErrorsToLog errorsToLog;
+        // What xmlReadFile does, with the hook that walks each child of the root as it ends.
+        xmlParserCtxtPtr ctxt = xmlCreateURLParserCtxt(mPath.c_str(), kParseOptions);
+        if (ctxt != nullptr) {
+            xmlCtxtUseOptions(ctxt, kParseOptions);
+            ctxt->sax->startElementNs = &TuningFileParser::startElement;
+            ctxt->_private = this;
+            xmlParseDocument(ctxt);
+            if (ctxt->wellFormed) {
+                doc.reset(ctxt->myDoc);
+            } else {
+                xmlFreeDoc(ctxt->myDoc);
+            }
+            ctxt->myDoc = nullptr;
+            if (ctxt->dictNames && doc && doc->dict == ctxt->dict) ctxt->dict = nullptr;
+            xmlFreeParserCtxt(ctxt);
+        }
+    }
+    mDiagnostics = sink;
+    xmlNodePtr root = nullptr;
+    if (doc) walkChildrenOf(xmlDocGetRootElement(doc.get()), /*freeThem=*/false);
+    const int result = checkDocument(doc.get(), &root);
+    if (result != 0) {
+        const auto drop = [](auto& records, const auto& kept) {
+            for (auto* record : records) {
+                if (kept.count(record) == 0) delete record;
+            }
+            records = kept;
+        };
+        drop(mIeqPresets, ieqPresets);
+        drop(mGeqPresets, geqPresets);
+        drop(mProfiles, profiles);
+        drop(mProfileEndpoints, profileEndpoints);
+        drop(mTunings, tunings);
+        drop(mDeviceTunings, deviceTunings);
+        mProfileNames = std::move(profileNames);
+        mNumOfProfiles = numOfProfiles;
+        mFormatVersion = std::move(formatVersion);
+        mToolVersion = std::move(toolVersion);
         return result;
     }
-    mRoot = root;
-    mDoc = std::move(doc);
+    held.release();
+    // A document opened through initXmlParser belongs to an earlier read.
+    mRoot = nullptr;
+    mDoc.reset();
+    mParsed = true;
     return 0;
+}
+
+void TuningFileParser::startElement(void* context, const xmlChar* localName,
+                                    const xmlChar* prefix, const xmlChar* uri,
+                                    int namespaceCount, const xmlChar** namespaces,
+                                    int attributeCount, int defaultedCount,
+                                    const xmlChar** attributes) {
+    auto* ctxt = static_cast<xmlParserCtxtPtr>(context);
+    // A child of the root starts: every child before it is complete. The last of them may
+    // be text the parser would still add to, but not once an element follows it.
+    xmlNodePtr parent = ctxt->node;
+    if (parent != nullptr && parent->parent == reinterpret_cast<xmlNodePtr>(ctxt->myDoc)) {
+        static_cast<TuningFileParser*>(ctxt->_private)->walkChildrenOf(parent, /*freeThem=*/true);
+    }
+    xmlSAX2StartElementNs(context, localName, prefix, uri, namespaceCount, namespaces,
+                          attributeCount, defaultedCount, attributes);
+}
+
+void TuningFileParser::walkChildrenOf(xmlNodePtr root, bool freeThem) {
+    if (root == nullptr) return;
+    // The root's name is not checked: shipped files differ in it.
+    for (xmlNodePtr node = root->children; node != nullptr;) {
+        xmlNodePtr next = node->next;
+        if (is_element(node)) parseNode(node);
+        if (freeThem) {
+            xmlUnlinkNode(node);
+            xmlFreeNode(node);
+        }
+        node = next;
+    }
 }
 
 int TuningFileParser::findRootElement(xmlDocPtr doc, xmlNodePtr* root) {
@@ -443,10 +634,7 @@ int TuningFileParser::findRootElement(xmlDocPtr doc, xmlNodePtr* root) {
 
 void TuningFileParser::parseTuningFile() {
     if (mRoot == nullptr) return;
-    // The root's name is not checked: shipped files differ in it.
-    for (xmlNodePtr node = mRoot->children; node != nullptr; node = node->next) {
-        if (is_element(node)) parseNode(node);
-    }
+    walkChildrenOf(mRoot, /*freeThem=*/false);
     mParsed = true;
 }
 
@@ -587,7 +775,7 @@ PresetType TuningFileParser::getIeqPresetTypeByName(const std::string& name) {
     if (name.find("balanced") != std::string::npos) return PRESET_BALANCED;
     if (name.find("warm") != std::string::npos) return PRESET_WARM;
     if (name.find("detailed") != std::string::npos) return PRESET_DETAILED;
-    ALOGE("name is invalid, %d", kTagInvalidPresetName);
+    walk_log(ANDROID_LOG_ERROR, "name is invalid, %d", kTagInvalidPresetName);
     return PRESET_OFF;
 }
 
@@ -691,7 +879,7 @@ void TuningFileParser::parseProfile(xmlNodePtr node) {
 
     Slot data = first_element_child(node);
     if (data.kind != Slot::kElement) {
-        ALOGE("Profile %d [%s] at line %ld dropped: %s", profileId, name.c_str(),
+        walk_log(ANDROID_LOG_ERROR, "Profile %d [%s] at line %ld dropped: %s", profileId, name.c_str(),
               xmlGetLineNo(node), slot_problem(data, "data block").c_str());
         diagnose(Severity::kError, node, [&] {
             return "profile " + std::to_string(profileId) + " [" + name +
@@ -716,7 +904,7 @@ void TuningFileParser::parseProfile(xmlNodePtr node) {
             });
         }
     } else if (include.kind == Slot::kBroken && is_element(include.node)) {
-        ALOGW("Profile %d [%s]: %s", profileId, name.c_str(),
+        walk_log(ANDROID_LOG_WARN, "Profile %d [%s]: %s", profileId, name.c_str(),
               slot_problem(include, "include element").c_str());
         diagnose(Severity::kWarning, include.node, [&] {
             return "profile " + std::to_string(profileId) + ": " +
@@ -836,7 +1024,7 @@ void TuningFileParser::parseTuning(xmlNodePtr node) {
     // Device entries read so far stay even when the tuning is dropped: they name the tuning,
     // and the store keeps them apart from the tunings themselves.
     if (slot.kind == Slot::kMissing) {
-        ALOGE("There is no <data> in Tuning section");
+        walk_log(ANDROID_LOG_ERROR, "There is no <data> in Tuning section");
         diagnose(Severity::kError, node, [&] {
             return "tuning '" + name +
                    "' has no data block; dropped (its devices stay and name a tuning that does "
@@ -845,7 +1033,7 @@ void TuningFileParser::parseTuning(xmlNodePtr node) {
         return;
     }
     if (slot.kind == Slot::kBroken) {
-        ALOGE("Tuning [%s] at line %ld dropped: %s", name.c_str(), xmlGetLineNo(node),
+        walk_log(ANDROID_LOG_ERROR, "Tuning [%s] at line %ld dropped: %s", name.c_str(), xmlGetLineNo(node),
               slot_problem(slot, "data block").c_str());
         diagnose(Severity::kError, node, [&] {
             return "tuning '" + name + "' dropped: " + slot_problem(slot, "data block");
@@ -886,7 +1074,7 @@ bool TuningFileParser::parseTuningData(xmlNodePtr data, Tuning* tuning) {
         const Slot& bad = optimizer.kind != Slot::kElement ? optimizer : regulator;
         const char* what = optimizer.kind != Slot::kElement ? "audio-optimizer band table"
                                                             : "regulator band table";
-        ALOGE("Tuning [%s] at line %ld dropped: %s", tuning->getName().c_str(),
+        walk_log(ANDROID_LOG_ERROR, "Tuning [%s] at line %ld dropped: %s", tuning->getName().c_str(),
               xmlGetLineNo(data->parent), slot_problem(bad, what).c_str());
         diagnose(Severity::kError, data->parent, [&] {
             return "tuning '" + tuning->getName() + "' dropped: " + slot_problem(bad, what);
@@ -901,7 +1089,7 @@ bool TuningFileParser::parseTuningData(xmlNodePtr data, Tuning* tuning) {
         const auto table = entry.first;
         const char* const what = entry.second;
         if (is_parameter_element(node_name(table))) {
-            ALOGW("Tuning [%s]: <%s> at line %ld is read as the %s band table",
+            walk_log(ANDROID_LOG_WARN, "Tuning [%s]: <%s> at line %ld is read as the %s band table",
                   tuning->getName().c_str(), std::string(node_name(table)).c_str(),
                   xmlGetLineNo(table), what);
             diagnose(Severity::kWarning, table, [&] {

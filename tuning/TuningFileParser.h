@@ -36,9 +36,13 @@ namespace velora {
 // a profile or tuning whose layout breaks that rule is dropped with a log line rather than
 // read from the wrong nodes.
 //
+// Memory: setTuningFile never holds the whole document. Each child of the root (a preset,
+// profile or tuning) is read once the next one starts and is freed at once, so a read needs
+// the records and about one section of the document, however large the file.
+//
 // Ownership: the parser owns every record it created and the DeviceData, and deletes them in
-// its destructor; callers get raw pointers that are valid while the parser lives. The parsed
-// document stays open for the parser's whole life.
+// its destructor; callers get raw pointers that are valid while the parser lives. A document
+// opened with initXmlParser stays open until the next read.
 //
 // Threading: one thread at a time per parser. Parsers on different threads may coexist;
 // libxml2's global state is set up with the first live parser and cleaned up with the last.
@@ -107,6 +111,20 @@ class TuningFileParser {
     void diagnoseDataRow(xmlNodePtr node);
     void diagnoseUnknownChild(xmlNodePtr child, const char* where);
 
+    // The path check and the document check (read, has a root) of every read, with their
+    // log lines and reports.
+    bool checkPath();
+    int checkDocument(xmlDocPtr doc, xmlNodePtr* root);
+    // setTuningFile's read: parses and walks in one pass (see Memory above). Gives what
+    // initXmlParser gives; a file that is not well-formed XML leaves the records as they were
+    // and logs nothing of what was walked before the parse failed.
+    int readWhileParsing();
+    // libxml2's start-of-element callback during readWhileParsing.
+    static void startElement(void* context, const xmlChar* localName, const xmlChar* prefix,
+                             const xmlChar* uri, int namespaceCount, const xmlChar** namespaces,
+                             int attributeCount, int defaultedCount, const xmlChar** attributes);
+    // parseNode on every element child of `root` in order; with `freeThem`, every child goes.
+    void walkChildrenOf(xmlNodePtr root, bool freeThem);
     void parseNode(xmlNodePtr node);
     void parseFormatVersion(xmlNodePtr node);
     void parseToolVersion(xmlNodePtr node);

@@ -64,6 +64,34 @@ TEST_F(TuningFileParserTest, UnreadableInputIsAnInvalidArgumentAndKeepsTheLastGo
     ASSERT_EQ(good, mParser.getDeviceData());
     EXPECT_EQ("1.2.3", good->getFormatVersion());
 
+    // Sections are read while the file is parsed; a break after some of them still leaves
+    // nothing of them behind, in the records or in the log.
+    mRoot.write("/broken.xml", std::string("<velora_tuning>\n  <tuning name=\"broken\">\n"
+                                           "    <data>") +
+                                   kBandTables + R"(
+    </data>
+  </tuning>
+  <profile id="7" name="x"><data/></profile>
+  <tool_version major="1"/>
+  <preset id="never)");
+    mLog.clear();
+    EXPECT_EQ(-EINVAL, mParser.setTuningFile(mRoot.hostPath("/broken.xml")));
+    EXPECT_TRUE(mLog.contains(kTag, ANDROID_LOG_ERROR, "fail to call xmlReadFile,  128"));
+    const std::string dropped =
+        " dropped: <data> at line %d has no whitespace in front of it, so the data block "
+        "cannot be found";
+    const auto droppedAt = [&](int line) {
+        std::string text = "Profile 7 [x] at line " + std::to_string(line) + dropped;
+        return mLog.countMessage(text.replace(text.find("%d"), 2, std::to_string(line)));
+    };
+    EXPECT_EQ(0u, droppedAt(10)) << mLog.dump();
+    ASSERT_EQ(good, mParser.getDeviceData());
+    DeviceData& after = read(R"(<profile id="7" name="x"><data/></profile>)");
+    EXPECT_TRUE(after.getTunings().empty());
+    EXPECT_EQ("", after.getToolVersion());
+    EXPECT_EQ(0, mParser.getNumOfProfiles());
+    EXPECT_EQ(1u, droppedAt(1)) << mLog.dump();
+
     // libxml2 refuses a file without a root element, so that check is met in memory.
     XmlDocHolder doc(xmlNewDoc(reinterpret_cast<const xmlChar*>("1.0")));
     xmlNodePtr root = reinterpret_cast<xmlNodePtr>(0x1);
