@@ -558,7 +558,6 @@ int TuningFileParser::readWhileParsing() {
                 xmlFreeDoc(ctxt->myDoc);
             }
             ctxt->myDoc = nullptr;
-            if (ctxt->dictNames && doc && doc->dict == ctxt->dict) ctxt->dict = nullptr;
             xmlFreeParserCtxt(ctxt);
         }
     }
