@@ -6,18 +6,18 @@
 
 #include "tuning/TuningFileParser.h"
 
+#include <libxml/SAX2.h>
 #include <libxml/globals.h>
 #include <libxml/parser.h>
 #include <libxml/parserInternals.h>
-#include <libxml/SAX2.h>
 #include <libxml/xmlerror.h>
 #include <log/log.h>
 #include <utils/Mutex.h>
 
 #include <cctype>
-#include <cstdarg>
 #include <cerrno>
 #include <climits>
+#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -85,12 +85,12 @@ constexpr char kOther[] = "other";
 constexpr int kTagEmptyPath = 115;
 constexpr int kTagReadFile = 128;
 constexpr int kTagNoRoot = 134;
+constexpr int kTagInvalidPresetName = 271;
 
 // Whitespace text nodes are kept (no XML_PARSE_NOBLANKS): the layout rules need them. Short
 // texts are stored inside their nodes (the reader never changes the tree), which spares one
 // allocation for nearly every node of an indented file.
 constexpr int kParseOptions = XML_PARSE_COMPACT;
-constexpr int kTagInvalidPresetName = 271;
 
 // Tuning-data elements that carry a whole row of values rather than one value.
 constexpr const char* kTuningDataRowKeys[] = {
@@ -289,9 +289,7 @@ PresetType ieq_preset_type_by_id(const std::string& id) {
 // time, so what is held is kept per thread.
 class HeldWalkOutput : public TuningDiagnostics {
   public:
-    explicit HeldWalkOutput(TuningDiagnostics* sink) : mSink(sink), mOuter(sHeld) {
-        sHeld = this;
-    }
+    explicit HeldWalkOutput(TuningDiagnostics* sink) : mSink(sink), mOuter(sHeld) { sHeld = this; }
     ~HeldWalkOutput() override { sHeld = mOuter; }
     HeldWalkOutput(const HeldWalkOutput&) = delete;
     HeldWalkOutput& operator=(const HeldWalkOutput&) = delete;
@@ -592,11 +590,10 @@ int TuningFileParser::readWhileParsing() {
     return 0;
 }
 
-void TuningFileParser::startElement(void* context, const xmlChar* localName,
-                                    const xmlChar* prefix, const xmlChar* uri,
-                                    int namespaceCount, const xmlChar** namespaces,
-                                    int attributeCount, int defaultedCount,
-                                    const xmlChar** attributes) {
+void TuningFileParser::startElement(void* context, const xmlChar* localName, const xmlChar* prefix,
+                                    const xmlChar* uri, int namespaceCount,
+                                    const xmlChar** namespaces, int attributeCount,
+                                    int defaultedCount, const xmlChar** attributes) {
     auto* ctxt = static_cast<xmlParserCtxtPtr>(context);
     // A child of the root starts: every child before it is complete. The last of them may
     // be text the parser would still add to, but not once an element follows it.
@@ -878,8 +875,8 @@ void TuningFileParser::parseProfile(xmlNodePtr node) {
 
     Slot data = first_element_child(node);
     if (data.kind != Slot::kElement) {
-        walk_log(ANDROID_LOG_ERROR, "Profile %d [%s] at line %ld dropped: %s", profileId, name.c_str(),
-              xmlGetLineNo(node), slot_problem(data, "data block").c_str());
+        walk_log(ANDROID_LOG_ERROR, "Profile %d [%s] at line %ld dropped: %s", profileId,
+                 name.c_str(), xmlGetLineNo(node), slot_problem(data, "data block").c_str());
         diagnose(Severity::kError, node, [&] {
             return "profile " + std::to_string(profileId) + " [" + name +
                    "] dropped: " + slot_problem(data, "data block");
@@ -904,7 +901,7 @@ void TuningFileParser::parseProfile(xmlNodePtr node) {
         }
     } else if (include.kind == Slot::kBroken && is_element(include.node)) {
         walk_log(ANDROID_LOG_WARN, "Profile %d [%s]: %s", profileId, name.c_str(),
-              slot_problem(include, "include element").c_str());
+                 slot_problem(include, "include element").c_str());
         diagnose(Severity::kWarning, include.node, [&] {
             return "profile " + std::to_string(profileId) + ": " +
                    slot_problem(include, "include element") +
@@ -1032,8 +1029,8 @@ void TuningFileParser::parseTuning(xmlNodePtr node) {
         return;
     }
     if (slot.kind == Slot::kBroken) {
-        walk_log(ANDROID_LOG_ERROR, "Tuning [%s] at line %ld dropped: %s", name.c_str(), xmlGetLineNo(node),
-              slot_problem(slot, "data block").c_str());
+        walk_log(ANDROID_LOG_ERROR, "Tuning [%s] at line %ld dropped: %s", name.c_str(),
+                 xmlGetLineNo(node), slot_problem(slot, "data block").c_str());
         diagnose(Severity::kError, node, [&] {
             return "tuning '" + name + "' dropped: " + slot_problem(slot, "data block");
         });
@@ -1073,8 +1070,9 @@ bool TuningFileParser::parseTuningData(xmlNodePtr data, Tuning* tuning) {
         const Slot& bad = optimizer.kind != Slot::kElement ? optimizer : regulator;
         const char* what = optimizer.kind != Slot::kElement ? "audio-optimizer band table"
                                                             : "regulator band table";
-        walk_log(ANDROID_LOG_ERROR, "Tuning [%s] at line %ld dropped: %s", tuning->getName().c_str(),
-              xmlGetLineNo(data->parent), slot_problem(bad, what).c_str());
+        walk_log(ANDROID_LOG_ERROR, "Tuning [%s] at line %ld dropped: %s",
+                 tuning->getName().c_str(), xmlGetLineNo(data->parent),
+                 slot_problem(bad, what).c_str());
         diagnose(Severity::kError, data->parent, [&] {
             return "tuning '" + tuning->getName() + "' dropped: " + slot_problem(bad, what);
         });
@@ -1089,8 +1087,8 @@ bool TuningFileParser::parseTuningData(xmlNodePtr data, Tuning* tuning) {
         const char* const what = entry.second;
         if (is_parameter_element(node_name(table))) {
             walk_log(ANDROID_LOG_WARN, "Tuning [%s]: <%s> at line %ld is read as the %s band table",
-                  tuning->getName().c_str(), std::string(node_name(table)).c_str(),
-                  xmlGetLineNo(table), what);
+                     tuning->getName().c_str(), std::string(node_name(table)).c_str(),
+                     xmlGetLineNo(table), what);
             diagnose(Severity::kWarning, table, [&] {
                 return "<" + std::string(node_name(table)) + "> is read as the " + what +
                        " band table by its position; its own value is lost";
