@@ -77,12 +77,11 @@ TEST_F(TuningFileParserTest, UnreadableInputIsAnInvalidArgumentAndKeepsTheLastGo
     mLog.clear();
     EXPECT_EQ(-EINVAL, mParser.setTuningFile(mRoot.hostPath("/broken.xml")));
     EXPECT_TRUE(mLog.contains(kTag, ANDROID_LOG_ERROR, "fail to call xmlReadFile,  128"));
-    const std::string dropped =
-        " dropped: <data> at line %d has no whitespace in front of it, so the data block "
-        "cannot be found";
     const auto droppedAt = [&](int line) {
-        std::string text = "Profile 7 [x] at line " + std::to_string(line) + dropped;
-        return mLog.countMessage(text.replace(text.find("%d"), 2, std::to_string(line)));
+        const std::string at = "at line " + std::to_string(line);
+        return mLog.countMessage("Profile 7 [x] " + at + " dropped: <data> " + at +
+                                 " has no whitespace in front of it, so the data block cannot "
+                                 "be found");
     };
     EXPECT_EQ(0u, droppedAt(10)) << mLog.dump();
     ASSERT_EQ(good, mParser.getDeviceData());

@@ -72,7 +72,8 @@ int inspect_effect(const std::vector<std::string>& args, std::ostream& out, std:
         return kExitFailed;
     }
     if (result != 0) {
-        err << "velora-inspect: cannot read " << path << ": " << describe_param_file_error(result) << "\n";
+        err << "velora-inspect: cannot read " << path << ": " << describe_param_file_error(result)
+            << "\n";
         return kExitFailed;
     }
 

@@ -961,8 +961,8 @@ int Controller::cmdEffect() {
                                "first change after it starts)");
     }
     if (result != 0) {
-        return failure(EXIT_REFUSED,
-                       "cannot read " + reader.getPath() + ": " + describe_param_file_error(result));
+        return failure(EXIT_REFUSED, "cannot read " + reader.getPath() + ": " +
+                                         describe_param_file_error(result));
     }
     Json list = Json::array();
     std::string text = "generation " + std::to_string(generation) + "\n";
