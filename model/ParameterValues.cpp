@@ -45,15 +45,7 @@ void ParameterValues::setStored(Parameter parameter, std::vector<int> value,
 }
 
 void ParameterValues::setStoredAsWritten(Parameter parameter, std::vector<int> value) {
-    // Rows arrive in column order, which is Parameter order, so the new entry goes last.
-    auto at = mValues.empty() || mValues.rbegin()->first < parameter
-                  ? mValues.end()
-                  : mValues.lower_bound(parameter);
-    if (at != mValues.end() && at->first == parameter) {
-        at->second = std::move(value);
-    } else {
-        mValues.emplace_hint(at, parameter, std::move(value));
-    }
+    mValues[parameter] = std::move(value);
     if (!mStoredTexts.empty()) mStoredTexts.erase(parameter);
     if (in_range(parameter)) mStoredAsWritten.set(static_cast<size_t>(parameter));
     mDirty = true;
@@ -97,8 +89,6 @@ bool ParameterValues::equals(const ParameterValues& other) const {
     if (this == &other) {
         return true;
     }
-    // Key order is Parameter order in both maps, so comparing them entry by entry compares
-    // the same parameters with each other.
     return mValues == other.mValues;
 }
 

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "model/Parameter.h"
+#include "model/ValueTable.h"
 
 namespace velora {
 
@@ -22,7 +23,7 @@ namespace velora {
 // Threading: none of its own; a record is used by one thread at a time.
 class ParameterValues {
   public:
-    using Values = std::map<Parameter, std::vector<int>>;
+    using Values = ValueTable;
 
     virtual int64_t getId() const = 0;
     virtual bool isDirty() const;
