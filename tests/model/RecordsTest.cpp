@@ -96,6 +96,22 @@ TEST(RecordsTest, DirtyFlagFollowsSetAndCheckAndUpdateOnly) {
     EXPECT_FALSE(endpoint.isDirty());
 }
 
+TEST(RecordsTest, ValuesIterateInParameterOrderAndStayWhereTheyAre) {
+    ParameterValues::Values values{{virtual_bass_mode, {3}}, {audio_optimizer_enable, {1}}};
+    std::vector<int>& kept = values[virtual_bass_mode];
+    values[geq_gain] = {7, 8};  // entering another value moves none
+    kept.push_back(4);
+    std::vector<Parameter> order;
+    for (const auto& [parameter, value] : values) order.push_back(parameter);
+    EXPECT_EQ((std::vector<Parameter>{audio_optimizer_enable, geq_gain, virtual_bass_mode}),
+              order);
+    EXPECT_EQ((std::vector<int>{3, 4}), values.at(virtual_bass_mode));
+    EXPECT_TRUE(values.erase(values.find(virtual_bass_mode)) == values.end());
+    EXPECT_TRUE(values.at(virtual_bass_mode).empty());  // absent reads empty; nothing thrown
+    values[static_cast<Parameter>(kParameterCount)] = {1};  // outside the catalogue: nowhere
+    EXPECT_EQ(2u, values.size());
+}
+
 TEST(RecordsTest, EqualsComparesValuesAndTheRecordsKeys) {
     Tuning a("a", ENDPOINT_SPEAKER, false);
     Tuning b(9L, "b", ENDPOINT_HEADPHONE, true, false);
