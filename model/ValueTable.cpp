@@ -6,12 +6,7 @@
 
 namespace velora {
 
-ValueTable::ValueTable() {
-    for (size_t i = 0; i < mSlots.size(); ++i) mSlots[i].first = static_cast<Parameter>(i);
-}
-
-ValueTable::ValueTable(std::initializer_list<std::pair<Parameter, std::vector<int>>> values)
-    : ValueTable() {
+ValueTable::ValueTable(std::initializer_list<std::pair<Parameter, std::vector<int>>> values) {
     // As a map built from a list: the first value given for a parameter is the one kept.
     for (const auto& [parameter, value] : values) {
         if (!has(parameter)) (*this)[parameter] = value;
@@ -38,6 +33,7 @@ std::vector<int>& ValueTable::operator[](Parameter parameter) {
     }
     const size_t index = static_cast<size_t>(parameter);
     mPresent[index / 64] |= uint64_t{1} << (index % 64);
+    mSlots[index].first = parameter;
     return mSlots[index].second;
 }
 

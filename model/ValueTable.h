@@ -30,7 +30,7 @@ namespace velora {
 class ValueTable {
   public:
     struct Entry {
-        Parameter first;
+        Parameter first{};  // the slot's own parameter once a value was entered there
         std::vector<int> second;
         bool operator==(const Entry& other) const {
             return first == other.first && second == other.second;
@@ -83,7 +83,7 @@ class ValueTable {
     using iterator = Iterator<ValueTable, Entry>;
     using const_iterator = Iterator<const ValueTable, const Entry>;
 
-    ValueTable();
+    ValueTable() = default;
     ValueTable(std::initializer_list<std::pair<Parameter, std::vector<int>>> values);
 
     iterator begin() { return iterator(this, 0); }
