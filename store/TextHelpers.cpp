@@ -104,7 +104,11 @@ bool read_list_text(const char* text, size_t size, std::vector<int>* values) {
         }
         gathered[count++] = value;
         if (comma == end) {
-            values->insert(values->end(), gathered, gathered + count);
+            if (values->empty()) {
+                values->assign(gathered, gathered + count);  // most lists: one exact allocation
+            } else {
+                values->insert(values->end(), gathered, gathered + count);
+            }
             return written && piece == end;  // the last piece is empty
         }
         written = written && plain;
