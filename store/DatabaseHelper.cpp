@@ -96,25 +96,33 @@ const TableLayout& layout_of(TableType type) {
     return kLayouts[type];
 }
 
-// The text of column i of the current row, valid until the statement steps; *present is
-// false when SQLite has no text for it (NULL).
-std::string_view column_view(const SqliteStatement& statement, int i, bool* present) {
-    const unsigned char* text = sqlite3_column_text(statement.get(), i);
+// Column i of the current row, valid until the statement steps. Taken once and then read
+// unprotected: each call on the statement takes the connection's mutex, and a cell read
+// through sqlite3_column_text and sqlite3_column_bytes took it twice. Unprotected reads are
+// safe here because the helper is only ever called serialised (see Threading).
+sqlite3_value* column_value(const SqliteStatement& statement, int i) {
+    return sqlite3_column_value(statement.get(), i);
+}
+
+// The text of a value; *present is false when SQLite has no text for it (NULL).
+std::string_view value_view(sqlite3_value* value, bool* present) {
+    const unsigned char* text = sqlite3_value_text(value);
     *present = text != nullptr;
     if (text == nullptr) return {};
     return std::string_view(reinterpret_cast<const char*>(text),
-                            static_cast<size_t>(sqlite3_column_bytes(statement.get(), i)));
+                            static_cast<size_t>(sqlite3_value_bytes(value)));
 }
 
 }  // namespace
 
 // One column of the current row of statement, as a record read takes it.
 DatabaseHelper::StoredCell DatabaseHelper::read_cell(const SqliteStatement& statement, int i) {
-    StoredCell cell{statement.columnType(i), 0, {}};
+    sqlite3_value* value = column_value(statement, i);
+    StoredCell cell{sqlite3_value_type(value), 0, {}};
     if (cell.type == SQLITE_NULL) return cell;
     bool present = false;
-    cell.text = column_view(statement, i, &present);
-    if (cell.type == SQLITE_INTEGER) cell.integer = sqlite3_column_int64(statement.get(), i);
+    cell.text = value_view(value, &present);
+    if (cell.type == SQLITE_INTEGER) cell.integer = sqlite3_value_int64(value);
     return cell;
 }
 
@@ -712,8 +720,6 @@ DatabaseHelper::TableRows* DatabaseHelper::storedRows(TableType type) {
                         : mColumnNameMap.count(column) != 0 ? Read::kParameter
                                                             : Read::kTyped);
     }
-    // The texts are gathered first and the cells pointed at them once all are in.
-    std::vector<size_t> offsets;
     int rc;
     while ((rc = statement.step()) == SQLITE_ROW) {
         for (size_t i = 0; i < rows->columns.size(); ++i) {
@@ -722,23 +728,37 @@ DatabaseHelper::TableRows* DatabaseHelper::storedRows(TableType type) {
             if (reads[i] == Read::kTyped) {
                 cell = read_cell(statement, column);
             } else if (reads[i] == Read::kParameter) {
+                sqlite3_value* value = column_value(statement, column);
                 bool present = false;
-                cell.text = column_view(statement, column, &present);
-                cell.type = present ? SQLITE_TEXT : sqlite3_column_type(statement.get(), column);
+                cell.text = value_view(value, &present);
+                cell.type = present ? SQLITE_TEXT : sqlite3_value_type(value);
             }
-            offsets.push_back(rows->texts.size());
-            rows->texts.append(cell.text);
+            cell.text = rows->keep(cell.text);
             rows->cells.push_back(cell);
         }
         ++rows->rowCount;
     }
     if (rc != SQLITE_DONE) return nullptr;
-    for (size_t i = 0; i < rows->cells.size(); ++i) {
-        rows->cells[i].text =
-            std::string_view(rows->texts.data() + offsets[i], rows->cells[i].text.size());
-    }
     entry = std::move(rows);
     return entry.get();
+}
+
+std::string_view DatabaseHelper::TableRows::keep(std::string_view text) {
+    // Blocks of 64 KiB (or of one longer text): each text copied once, never moved by
+    // growth; a few blocks hold the largest table.
+    constexpr size_t kBlockSize = 64 * 1024;
+    if (text.empty()) return std::string_view("", 0);  // never a null pointer
+    if (text.size() > blockLeft) {
+        const size_t size = std::max(kBlockSize, text.size());
+        textBlocks.push_back(std::unique_ptr<char[]>(new char[size]));
+        blockNext = textBlocks.back().get();
+        blockLeft = size;
+    }
+    char* const at = blockNext;
+    std::memcpy(at, text.data(), text.size());
+    blockNext += text.size();
+    blockLeft -= text.size();
+    return std::string_view(at, text.size());
 }
 
 bool DatabaseHelper::forEachStoredRow(TableType type, const KeyValues& keys,

@@ -46,7 +46,9 @@ class SqliteStatement;
 // Ownership: owns the connection; records passed in stay the caller's, except the
 // DeviceTuning objects returned by queryDeviceTunings, which the caller takes over.
 // Threading: the connection is opened in full-mutex mode, so SQLite serialises access; the
-// class keeps no lock of its own, and its only user (the Provider) is called serialised.
+// class keeps no lock of its own, and its only user (the Provider) is called serialised. Cells
+// are read as unprotected values (sqlite3_column_value), which relies on that: no two threads
+// may use one helper at a time.
 class DatabaseHelper {
   public:
     static const char* const kTableNames[kTableCount];
@@ -189,12 +191,16 @@ class DatabaseHelper {
     struct TableRows {
         std::vector<std::string> columns;
         size_t rowCount = 0;
-        // Row after row; their texts are kept one after another in texts.
+        // Row after row; their texts are kept one after another in blocks that never move.
         std::vector<StoredCell> cells;
-        std::string texts;
+        std::vector<std::unique_ptr<char[]>> textBlocks;
+        char* blockNext = nullptr;
+        size_t blockLeft = 0;
         const StoredCell& cell(size_t row, size_t column) const {
             return cells[row * columns.size() + column];
         }
+        // A copy of text that lives as long as the rows.
+        std::string_view keep(std::string_view text);
         std::map<std::vector<size_t>, std::map<std::string, std::vector<size_t>>> indexes;
         std::map<std::set<std::string>, std::vector<ColumnRole>> roles;
     };
