@@ -96,15 +96,17 @@ const TableLayout& layout_of(TableType type) {
     return kLayouts[type];
 }
 
-// Column i of the current row, valid until the statement steps. Taken once and then read
-// unprotected: each call on the statement takes the connection's mutex, and a cell read
-// through sqlite3_column_text and sqlite3_column_bytes took it twice. Unprotected reads are
-// safe here because the helper is only ever called serialised (see Threading).
-sqlite3_value* column_value(const SqliteStatement& statement, int i) {
-    return sqlite3_column_value(statement.get(), i);
+// The text of column i of the current row, valid until the statement steps; *present is
+// false when SQLite has no text for it (NULL).
+std::string_view column_view(const SqliteStatement& statement, int i, bool* present) {
+    const unsigned char* text = sqlite3_column_text(statement.get(), i);
+    *present = text != nullptr;
+    if (text == nullptr) return {};
+    return std::string_view(reinterpret_cast<const char*>(text),
+                            static_cast<size_t>(sqlite3_column_bytes(statement.get(), i)));
 }
 
-// The text of a value; *present is false when SQLite has no text for it (NULL).
+// The same for a cell taken once as a value (see storedRows).
 std::string_view value_view(sqlite3_value* value, bool* present) {
     const unsigned char* text = sqlite3_value_text(value);
     *present = text != nullptr;
@@ -117,7 +119,15 @@ std::string_view value_view(sqlite3_value* value, bool* present) {
 
 // One column of the current row of statement, as a record read takes it.
 DatabaseHelper::StoredCell DatabaseHelper::read_cell(const SqliteStatement& statement, int i) {
-    sqlite3_value* value = column_value(statement, i);
+    StoredCell cell{statement.columnType(i), 0, {}};
+    if (cell.type == SQLITE_NULL) return cell;
+    bool present = false;
+    cell.text = column_view(statement, i, &present);
+    if (cell.type == SQLITE_INTEGER) cell.integer = sqlite3_column_int64(statement.get(), i);
+    return cell;
+}
+
+DatabaseHelper::StoredCell DatabaseHelper::read_value(sqlite3_value* value) {
     StoredCell cell{sqlite3_value_type(value), 0, {}};
     if (cell.type == SQLITE_NULL) return cell;
     bool present = false;
@@ -661,7 +671,9 @@ bool DatabaseHelper::readBound(TableType table, const KeyValues& keys,
     int rc;
     while ((rc = statement->step()) == SQLITE_ROW) {
         for (size_t i = 0; i < roles.size(); ++i) {
-            applyColumn(record, roles[i], read_cell(*statement, static_cast<int>(i)), ownColumn);
+            // As in storedRows: bound reads, too, run only while the state is loaded.
+            sqlite3_value* value = sqlite3_column_value(raw, static_cast<int>(i));
+            applyColumn(record, roles[i], read_value(value), ownColumn);
         }
     }
     if (rc != SQLITE_DONE) {
@@ -723,15 +735,20 @@ DatabaseHelper::TableRows* DatabaseHelper::storedRows(TableType type) {
     int rc;
     while ((rc = statement.step()) == SQLITE_ROW) {
         for (size_t i = 0; i < rows->columns.size(); ++i) {
-            const int column = static_cast<int>(i);
+            // Each cell is taken once and read as a value: one turn of the connection's mutex
+            // instead of one per call. SQLite calls such a value unprotected, safe while no
+            // other thread uses the connection; the tables are read once only while the
+            // state is loaded under the start-up lock, before anyone else can reach it.
             StoredCell cell{SQLITE_NULL, 0, {}};
-            if (reads[i] == Read::kTyped) {
-                cell = read_cell(statement, column);
-            } else if (reads[i] == Read::kParameter) {
-                sqlite3_value* value = column_value(statement, column);
-                bool present = false;
-                cell.text = value_view(value, &present);
-                cell.type = present ? SQLITE_TEXT : sqlite3_value_type(value);
+            if (reads[i] != Read::kSkipped) {
+                sqlite3_value* value = sqlite3_column_value(statement.get(), static_cast<int>(i));
+                if (reads[i] == Read::kTyped) {
+                    cell = read_value(value);
+                } else {
+                    bool present = false;
+                    cell.text = value_view(value, &present);
+                    cell.type = present ? SQLITE_TEXT : sqlite3_value_type(value);
+                }
             }
             cell.text = rows->keep(cell.text);
             rows->cells.push_back(cell);

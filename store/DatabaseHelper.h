@@ -46,9 +46,7 @@ class SqliteStatement;
 // Ownership: owns the connection; records passed in stay the caller's, except the
 // DeviceTuning objects returned by queryDeviceTunings, which the caller takes over.
 // Threading: the connection is opened in full-mutex mode, so SQLite serialises access; the
-// class keeps no lock of its own, and its only user (the Provider) is called serialised. Cells
-// are read as unprotected values (sqlite3_column_value), which relies on that: no two threads
-// may use one helper at a time.
+// class keeps no lock of its own, and its only user (the Provider) is called serialised.
 class DatabaseHelper {
   public:
     static const char* const kTableNames[kTableCount];
@@ -226,6 +224,8 @@ class DatabaseHelper {
     bool readBound(TableType table, const KeyValues& keys, const std::set<std::string>& keyColumns,
                    ParameterValues* record, const OwnColumnReader& ownColumn);
     static StoredCell read_cell(const SqliteStatement& statement, int i);
+    // The same from a cell taken once with sqlite3_column_value.
+    static StoredCell read_value(sqlite3_value* value);
 
     // Runs a SELECT * and reads every row into record: key and NULL columns are skipped,
     // own columns go to ownColumn, every other column is set as the parameter of its name.
