@@ -32,8 +32,13 @@ std::vector<int>& ValueTable::operator[](Parameter parameter) {
         return mNowhere;
     }
     const size_t index = static_cast<size_t>(parameter);
-    mPresent[index / 64] |= uint64_t{1} << (index % 64);
-    mSlots[index].first = parameter;
+    // A value already there is only read, as a map's operator[] only reads: readers on
+    // several threads may look up the same record.
+    const uint64_t bit = uint64_t{1} << (index % 64);
+    if ((mPresent[index / 64] & bit) == 0) {
+        mPresent[index / 64] |= bit;
+        mSlots[index].first = parameter;
+    }
     return mSlots[index].second;
 }
 
