@@ -56,20 +56,6 @@ size_t ValueTable::erase(Parameter parameter) {
     return 1;
 }
 
-ValueTable::iterator ValueTable::erase(iterator position) {
-    iterator next = position;
-    ++next;
-    erase(position->first);
-    return next;
-}
-
-void ValueTable::clear() {
-    for (size_t i = nextPresent(0); i < kParameterCount; i = nextPresent(i + 1)) {
-        std::vector<int>().swap(mSlots[i].second);
-    }
-    mPresent.fill(0);
-}
-
 bool ValueTable::operator==(const ValueTable& other) const {
     if (mPresent != other.mPresent) return false;
     for (size_t i = nextPresent(0); i < kParameterCount; i = nextPresent(i + 1)) {

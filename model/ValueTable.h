@@ -32,9 +32,6 @@ class ValueTable {
     struct Entry {
         Parameter first{};  // the slot's own parameter once a value was entered there
         std::vector<int> second;
-        bool operator==(const Entry& other) const {
-            return first == other.first && second == other.second;
-        }
     };
     using key_type = Parameter;
     using mapped_type = std::vector<int>;
@@ -75,7 +72,6 @@ class ValueTable {
       private:
         template <typename, typename>
         friend class Iterator;
-        friend class ValueTable;
         void skipAbsent() { mIndex = mTable->nextPresent(mIndex); }
         Table* mTable = nullptr;
         size_t mIndex = kParameterCount;
@@ -106,8 +102,6 @@ class ValueTable {
     const std::vector<int>& at(Parameter parameter) const;
     // Removes the parameter's value; returns how many were removed (0 or 1).
     size_t erase(Parameter parameter);
-    iterator erase(iterator position);
-    void clear();
 
     bool operator==(const ValueTable& other) const;
     bool operator!=(const ValueTable& other) const { return !(*this == other); }
