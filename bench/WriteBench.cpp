@@ -70,8 +70,7 @@ void write(benchmark::State& state, int clients) {
         state.SetIterationTime(std::chrono::duration<double>(elapsed).count());
     }
     // Saves that followed the writes (one per save delay at most, not one per write).
-    state.counters["saves"] =
-        static_cast<double>(fixture->service().getSaveCount() - savesBefore);
+    state.counters["saves"] = static_cast<double>(fixture->service().getSaveCount() - savesBefore);
     samples.publish(state, "write/clients:" + std::to_string(clients));
 }
 
@@ -128,8 +127,7 @@ void write_sustained(benchmark::State& state, int clients) {
         state.SetIterationTime(std::chrono::duration<double>(elapsed).count());
     }
     state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * kBurst));
-    state.counters["saves"] =
-        static_cast<double>(fixture->service().getSaveCount() - savesBefore);
+    state.counters["saves"] = static_cast<double>(fixture->service().getSaveCount() - savesBefore);
     std::string name = "write_sustained/clients:" + std::to_string(clients);
     samples.publish(state, name);
     Result result = *Results::get().find(name);

@@ -6,12 +6,8 @@
 
 namespace velora {
 
-const char* BuildInfo::libraryName() {
-    return "libvlrksservice";
-}
+const char* BuildInfo::libraryName() { return "libvlrksservice"; }
 
-const char* BuildInfo::version() {
-    return VELORA_VERSION;
-}
+const char* BuildInfo::version() { return VELORA_VERSION; }
 
 }  // namespace velora

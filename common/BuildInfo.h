@@ -8,7 +8,7 @@ namespace velora {
 
 // Identifies the build of libvlrksservice, for the host programs' --version and for dumps.
 class BuildInfo {
-public:
+  public:
     static const char* libraryName();  // "libvlrksservice"
     static const char* version();      // the project version this library was built from
 };

@@ -16,11 +16,11 @@ namespace velora {
 // Threading: setRoot() is meant to run before the service starts; reads are safe from any
 // thread at any time.
 class SystemPaths {
-public:
+  public:
     static constexpr const char* kDefaultTuningFile =
-            "/odm/etc/velora/multimedia_velora_kiv_default.xml";
+        "/odm/etc/velora/multimedia_velora_kiv_default.xml";
     static constexpr const char* kRomUpdateTuningFile =
-            "/data/vendor/multimedia/multimedia_velora_kiv_default.xml";
+        "/data/vendor/multimedia/multimedia_velora_kiv_default.xml";
     static constexpr const char* kOemTuningFile = "/data/vendor/velora/kiv-extra.xml";
     static constexpr const char* kDatabaseDir = "/data/vendor/velora/";
     // The effect parameters published by the parameter store.

@@ -27,7 +27,7 @@ namespace velora {
 using android::Mutex;
 
 const std::set<Port> KsContext::kSupportedPorts = {
-        PORT_INTERNAL_SPEAKER, PORT_HDMI, PORT_MIRACAST, PORT_HEADPHONE, PORT_BLUETOOTH, PORT_USB,
+    PORT_INTERNAL_SPEAKER, PORT_HDMI, PORT_MIRACAST, PORT_HEADPHONE, PORT_BLUETOOTH, PORT_USB,
 };
 
 namespace {
@@ -59,9 +59,7 @@ std::vector<int> read_parameter(ParameterValues* record, Parameter parameter) {
     return record->lookup(parameter);
 }
 
-const char* port_name(Port port) {
-    return kPortNames[port];
-}
+const char* port_name(Port port) { return kPortNames[port]; }
 
 }  // namespace
 
@@ -169,9 +167,10 @@ std::vector<KsContext::TuningUpdate> KsContext::reloadTuning_l() {
         std::vector<std::string> available = getAvailableTuningDevice_l(port);
         if (std::find(available.begin(), available.end(), device) == available.end()) {
             std::string fallback = getDefaultTuningDevice_l(port);
-            ALOGW("Current selected tuning dev[%s] is not available for port[%s], revert to use "
-                  "dev[%s].",
-                  device.c_str(), name, fallback.c_str());
+            ALOGW(
+                "Current selected tuning dev[%s] is not available for port[%s], revert to use "
+                "dev[%s].",
+                device.c_str(), name, fallback.c_str());
             device = fallback;
             mSelectedTuningDevices[port] = device;
             noteChange_l();
@@ -596,9 +595,10 @@ bool KsContext::setSelectedTuning(Port port, const std::string& device, bool for
         }
         std::vector<std::string> available = getAvailableTuningDevice_l(port);
         if (std::find(available.begin(), available.end(), device) == available.end()) {
-            ALOGE("%s is not a valid tuning device for port %s, please call "
-                  "getAvailableTuningDevice(port) to check first!",
-                  device.c_str(), name);
+            ALOGE(
+                "%s is not a valid tuning device for port %s, please call "
+                "getAvailableTuningDevice(port) to check first!",
+                device.c_str(), name);
             return false;
         }
         Tuning* tuning = mProvider->loadTuningForDevice(device);
@@ -611,8 +611,8 @@ bool KsContext::setSelectedTuning(Port port, const std::string& device, bool for
         auto inForce = mSelectedTunings.find(port);
         // Devices often share a tuning; switching between them changes nothing the effect
         // would see, unless the caller insists.
-        bool sameTuning = inForce != mSelectedTunings.end() &&
-                          inForce->second->getName() == tuning->getName();
+        bool sameTuning =
+            inForce != mSelectedTunings.end() && inForce->second->getName() == tuning->getName();
         if (forced || !sameTuning) {
             mSelectedTunings[port] = tuning;
             announced = tuning;

@@ -128,8 +128,7 @@ class KsContext {
     void setProfileParameter(int profileId, Endpoint endpoint, Parameter parameter,
                              const std::vector<int>& values);
     // Parameter of the profile's graphic-equalizer preset.
-    void setProfileGeqParameter(int profileId, Parameter parameter,
-                                const std::vector<int>& values);
+    void setProfileGeqParameter(int profileId, Parameter parameter, const std::vector<int>& values);
 
     // Copies of the stored vectors. A valid parameter the record does not hold yet is entered
     // with an empty vector, which is returned; callers treat empty as absent.

@@ -47,15 +47,13 @@ void KsContextChangeObservable::onSelectedProfileEndpointChanged(KsContext& cont
     }
 }
 
-void KsContextChangeObservable::onSelectedProfileIeqChanged(KsContext& context,
-                                                            IeqPreset& preset) {
+void KsContextChangeObservable::onSelectedProfileIeqChanged(KsContext& context, IeqPreset& preset) {
     for (OnKsContextChange* observer : mObservers) {
         observer->onSelectedProfileIeqChanged(context, preset);
     }
 }
 
-void KsContextChangeObservable::onSelectedProfileGeqChanged(KsContext& context,
-                                                            GeqPreset& preset) {
+void KsContextChangeObservable::onSelectedProfileGeqChanged(KsContext& context, GeqPreset& preset) {
     for (OnKsContextChange* observer : mObservers) {
         observer->onSelectedProfileGeqChanged(context, preset);
     }

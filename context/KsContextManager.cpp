@@ -257,10 +257,10 @@ bool KsContextManager::rebuildDamaged_l(const std::string& tuningPath,
     mProvider->commitTransaction();
     ALOGI("Load OEM tuning XML after default tuning XML is reloaded");
     if (!carried.empty()) {
-        ALOGI("kept from the damaged database: %d custom rows and %d settings (%d rows and %d "
-              "settings dropped)",
-              outcome.rowsCarried, outcome.valuesCarried, outcome.rowsDropped,
-              outcome.valuesDropped);
+        ALOGI(
+            "kept from the damaged database: %d custom rows and %d settings (%d rows and %d "
+            "settings dropped)",
+            outcome.rowsCarried, outcome.valuesCarried, outcome.rowsDropped, outcome.valuesDropped);
     }
     mParser = std::move(parser);
     return true;

@@ -8,7 +8,7 @@ PACKAGES=(
     libgrpc++-dev protobuf-compiler-grpc libprotobuf-dev protobuf-compiler
     clang-14 libclang-rt-14-dev pkg-config ninja-build cmake g++ ccache sqlite3
     nlohmann-json3-dev librsvg2-bin
-    hidl-gen blueprint-tools libxml2-utils
+    hidl-gen blueprint-tools libxml2-utils clang-format
 )
 
 missing=()

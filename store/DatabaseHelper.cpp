@@ -297,8 +297,7 @@ namespace {
 
 // The text the parameter was read from, while it still reads as the record's value. The
 // check guards against a value changed in place, past the record's setters.
-std::optional<std::string> unchangedStoredText(const ParameterValues* record,
-                                               Parameter parameter) {
+std::optional<std::string> unchangedStoredText(const ParameterValues* record, Parameter parameter) {
     std::string text;
     if (record == nullptr || !record->getStoredText(parameter, &text)) return std::nullopt;
     auto value = record->getValues().find(parameter);
@@ -476,7 +475,7 @@ void DatabaseHelper::insertValue(IeqPreset* preset, const std::string& customNam
         return;
     }
     insertRecord(TABLE_IEQ_PRESETS, preset, preset->toString(), customName,
-                     newRowId(TABLE_IEQ_PRESETS));
+                 newRowId(TABLE_IEQ_PRESETS));
 }
 
 void DatabaseHelper::insertValue(GeqPreset* preset, const std::string& customName, long long id) {
@@ -530,7 +529,7 @@ void DatabaseHelper::insertValue(DeviceTuning* deviceTuning, const std::string& 
         return;
     }
     insertRecord(TABLE_DEVICE_TUNINGS, nullptr, deviceTuning->toString(), customName,
-                     newRowId(TABLE_DEVICE_TUNINGS));
+                 newRowId(TABLE_DEVICE_TUNINGS));
 }
 
 void DatabaseHelper::insertConfigurationValue(const std::string& key, const std::string& value) {
@@ -728,7 +727,7 @@ DatabaseHelper::TableRows* DatabaseHelper::storedRows(TableType type) {
     enum class Read { kSkipped, kTyped, kParameter };
     std::vector<Read> reads;
     for (const std::string& column : rows->columns) {
-        reads.push_back(column == "_id"                   ? Read::kSkipped
+        reads.push_back(column == "_id"                     ? Read::kSkipped
                         : mColumnNameMap.count(column) != 0 ? Read::kParameter
                                                             : Read::kTyped);
     }

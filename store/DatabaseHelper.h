@@ -236,9 +236,8 @@ class DatabaseHelper {
     // Builds and runs the INSERT of a record into table: its storage text, except that a
     // parameter still holding the value it was read with is written as the text it was read
     // from.
-    void insertRecord(TableType table, const ParameterValues* record,
-                      const std::string& recordText, const std::string& customName,
-                      long long id);
+    void insertRecord(TableType table, const ParameterValues* record, const std::string& recordText,
+                      const std::string& customName, long long id);
     long long newRowId(TableType table);
     // The INSERT of a row: _id, then the text (or NULL) of every other column in order.
     void insertRow(TableType table, long long id,

@@ -2,10 +2,9 @@
  * Copyright (C) 2026 The Velora Project
  * Licensed under the Apache License, Version 2.0.
  */
-#include "common/SystemPaths.h"
-
 #include <gtest/gtest.h>
 
+#include "common/SystemPaths.h"
 #include "testutil/TempRoot.h"
 
 namespace velora {

@@ -2,8 +2,6 @@
  * Copyright (C) 2026 The Velora Project
  * Licensed under the Apache License, Version 2.0.
  */
-#include "context/KsContextManager.h"
-
 #include <android/log.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -19,6 +17,7 @@
 #include "ContextTestSupport.h"
 #include "common/SystemPaths.h"
 #include "context/KsContext.h"
+#include "context/KsContextManager.h"
 #include "model/Tuning.h"
 #include "store/Provider.h"
 #include "testutil/LogCapture.h"

@@ -103,11 +103,10 @@ TEST(RecordsTest, ValuesIterateInParameterOrderAndStayWhereTheyAre) {
     kept.push_back(4);
     std::vector<Parameter> order;
     for (const auto& [parameter, value] : values) order.push_back(parameter);
-    EXPECT_EQ((std::vector<Parameter>{audio_optimizer_enable, geq_gain, virtual_bass_mode}),
-              order);
+    EXPECT_EQ((std::vector<Parameter>{audio_optimizer_enable, geq_gain, virtual_bass_mode}), order);
     EXPECT_EQ((std::vector<int>{3, 4}), values.at(virtual_bass_mode));
     EXPECT_EQ(1u, values.erase(virtual_bass_mode));
-    EXPECT_TRUE(values.at(virtual_bass_mode).empty());  // absent reads empty; nothing thrown
+    EXPECT_TRUE(values.at(virtual_bass_mode).empty());      // absent reads empty; nothing thrown
     values[static_cast<Parameter>(kParameterCount)] = {1};  // outside the catalogue: nowhere
     EXPECT_EQ(2u, values.size());
 }

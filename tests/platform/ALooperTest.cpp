@@ -181,8 +181,7 @@ TEST(ALooperTest, StopWaitsForTheDeliveryJoinsTheThreadAndDropsWhatIsQueued) {
     };
     for (int32_t value : {1, 2, 3}) ASSERT_EQ(OK, post_value(handler, value));
     ASSERT_EQ(OK, looper->start());
-    ASSERT_EQ(std::future_status::ready,
-              entered.get_future().wait_for(std::chrono::seconds(20)));
+    ASSERT_EQ(std::future_status::ready, entered.get_future().wait_for(std::chrono::seconds(20)));
     EXPECT_EQ(OK, looper->stop());
     EXPECT_TRUE(finished);
     EXPECT_FALSE(thread_exists(handler->received()[0].tid));

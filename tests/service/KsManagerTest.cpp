@@ -51,7 +51,8 @@ TEST(KsManagerStartTest, InitAttachesTheEffectOnceAndWithoutStateCreatesNothing)
         KsManager manager(settings.manager());
         ASSERT_EQ(manager.init(), 0);
         EXPECT_EQ(manager.init(), 0);
-        EXPECT_TRUE(log.contains("KsManager", ANDROID_LOG_INFO, "Created PEX effect version [ 0 ]"));
+        EXPECT_TRUE(
+            log.contains("KsManager", ANDROID_LOG_INFO, "Created PEX effect version [ 0 ]"));
         EXPECT_EQ(log.countMessage("Created PEX effect version [ 0 ]"), 1u) << log.dump();
         EXPECT_EQ(manager.getKsContext(), settings.manager().getKsContext());
         // The controller is attached: the next change reaches the store, carrying along what

@@ -20,7 +20,6 @@
 #include <string>
 #include <vector>
 
-#include "store/StoreTestSupport.h"
 #include "ServiceTestSupport.h"
 #include "common/SystemPaths.h"
 #include "context/KsContext.h"
@@ -28,6 +27,7 @@
 #include "model/AndroidDevice.h"
 #include "model/Profile.h"
 #include "service/VeloraManagerService.h"
+#include "store/StoreTestSupport.h"
 #include "testutil/LogCapture.h"
 #include "testutil/TempRoot.h"
 

@@ -368,7 +368,7 @@ TEST_F(DatabaseHelperTest, SavesWriteBackTheTextAValueWasReadFromUntilItIsReplac
     Profile profile(0, "", PRESET_OFF);
     db->queryProfileValue("0", "custom", &profile);
     EXPECT_EQ((std::vector<int>{4, 0, 0}), profile.lookup(ieq_amount));  // a grown row
-    profile.set(volume_modeler_enable, {3});  // replaced, even by an equal value
+    profile.set(volume_modeler_enable, {3});           // replaced, even by an equal value
     profile.lookup(custom_drc_metadata).push_back(9);  // changed in place
     db->updateProfileValue(&profile, "custom");
     Row saved = rows("profiles", "custom_name='custom'").at(0);

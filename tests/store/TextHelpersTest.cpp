@@ -43,8 +43,8 @@ TEST(TextHelpersTest, StoredTextsReadBackAsTheStoreReadsThem) {
     std::string hundred;
     for (int i = 1; i <= 100; ++i) hundred += std::to_string(i * 37 - 1000) + ",";
     const std::pair<std::string, bool> verdicts[] = {
-        {"1,2,3,", true}, {"", true},      {"0,-7,", true}, {hundred, true},
-        {"1,2,3", false}, {"05,", false},  {"-0,", false},  {",", false},
+        {"1,2,3,", true}, {"", true},       {"0,-7,", true},       {hundred, true},
+        {"1,2,3", false}, {"05,", false},   {"-0,", false},        {",", false},
         {" 7,", false},   {"1,,2,", false}, {"1234567890,", false}};
     for (const auto& [listText, written] : verdicts) {
         std::vector<int> read{42};

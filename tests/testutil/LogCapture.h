@@ -21,7 +21,7 @@ struct LogLine {
 // to verbose so that debug and verbose lines are seen too. Only one capture may live at a
 // time. On destruction the default stderr logger and the INFO minimum come back.
 class LogCapture {
-public:
+  public:
     LogCapture();
     ~LogCapture();
     LogCapture(const LogCapture&) = delete;

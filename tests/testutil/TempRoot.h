@@ -13,7 +13,7 @@ namespace velora::testing {
 // "/data/vendor/velora") are created below it. The folder and everything in it is removed on
 // destruction, and the root goes back to "/".
 class TempRoot {
-public:
+  public:
     TempRoot();
     ~TempRoot();
     TempRoot(const TempRoot&) = delete;
@@ -32,7 +32,7 @@ public:
     // The repository's own folder, where tests find examples/ and tests/data/.
     static std::string sourceDir();
 
-private:
+  private:
     std::string mPath;
 };
 

@@ -71,8 +71,8 @@ bool ToolProcess::readLine(std::string* line, Clock::duration timeout) {
             return true;
         }
         if (mEof) return false;
-        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline -
-                                                                                Clock::now());
+        const auto left =
+            std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
         if (left.count() <= 0) return false;
         pollfd fd{mOut, POLLIN, 0};
         if (poll(&fd, 1, static_cast<int>(left.count())) <= 0) continue;
@@ -115,7 +115,7 @@ int ToolProcess::wait(Clock::duration timeout) {
             return -1;
         }
         const auto left =
-                std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
+            std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
         if (left.count() <= 0) return -1;
         // A pidfd becomes readable when the child ends; where the kernel has none, look again
         // shortly.
@@ -134,8 +134,7 @@ ToolResult run_tool(const std::vector<std::string>& argv, const std::string& scr
                     ToolProcess::Clock::duration timeout) {
     static std::atomic<int> counter{0};
     const std::string errPath =
-            scratchDir + "/tool-" + std::to_string(getpid()) + "-" + std::to_string(counter++) +
-            ".err";
+        scratchDir + "/tool-" + std::to_string(getpid()) + "-" + std::to_string(counter++) + ".err";
     ToolResult result;
     ToolProcess process;
     if (!process.start(argv, errPath)) return result;

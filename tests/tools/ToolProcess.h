@@ -17,7 +17,7 @@ namespace velora::testing {
 // test may read at any time. Every wait is bounded; a child still running when the object goes
 // is killed.
 class ToolProcess {
-public:
+  public:
     using Clock = std::chrono::steady_clock;
 
     ToolProcess() = default;
@@ -40,7 +40,7 @@ public:
     bool running() const { return mPid > 0; }
     pid_t pid() const { return mPid; }
 
-private:
+  private:
     pid_t mPid = -1;
     int mOut = -1;
     std::string mBuffer;

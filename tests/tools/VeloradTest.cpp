@@ -60,7 +60,7 @@ std::string hex(const std::vector<int32_t>& words) { return hex_text(bytes_of(wo
 // velorad on a temporary root holding the example tuning files, with veloractl and a raw gRPC
 // client to talk to it.
 class VeloradTest : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         mRoot = std::make_unique<TempRoot>();
         mRoot->install("examples/multimedia_velora_kiv_default.xml",
@@ -126,7 +126,7 @@ protected:
 
     std::unique_ptr<rpc::VeloraManager::Stub> stub() const {
         return rpc::VeloraManager::NewStub(
-                grpc::CreateChannel("unix:" + mSocket, grpc::InsecureChannelCredentials()));
+            grpc::CreateChannel("unix:" + mSocket, grpc::InsecureChannelCredentials()));
     }
 
     std::unique_ptr<TempRoot> mRoot;
@@ -137,7 +137,7 @@ protected:
 
 // A `veloractl watch --json` in the background.
 class Watcher {
-public:
+  public:
     Watcher(const std::vector<std::string>& args, const std::string& errPath) {
         EXPECT_TRUE(mProcess.start(args, errPath));
         std::string line;
@@ -160,7 +160,7 @@ public:
 
     ToolProcess& process() { return mProcess; }
 
-private:
+  private:
     ToolProcess mProcess;
 };
 
@@ -185,19 +185,18 @@ TEST_F(VeloradTest, StartsOnOwnerOnlySocketAndAnswersStatus) {
 
 TEST_F(VeloradTest, OneDaemonPerRootAndSocketButStaleSocketIsReplaced) {
     startDaemon();
-    ToolResult sameRoot = run_tool({VELORAD_PATH, "--root", mRoot->path(), "--socket",
-                                    mRoot->path() + "/other.sock"},
-                                   mRoot->path());
+    ToolResult sameRoot =
+        run_tool({VELORAD_PATH, "--root", mRoot->path(), "--socket", mRoot->path() + "/other.sock"},
+                 mRoot->path());
     EXPECT_EQ(1, sameRoot.status);
     EXPECT_NE(std::string::npos, sameRoot.err.find("already running on root")) << sameRoot.err;
 
     TempRoot otherRoot;
     ToolResult sameSocket =
-            run_tool({VELORAD_PATH, "--root", otherRoot.path(), "--socket", mSocket},
-                     mRoot->path());
+        run_tool({VELORAD_PATH, "--root", otherRoot.path(), "--socket", mSocket}, mRoot->path());
     EXPECT_EQ(1, sameSocket.status);
     EXPECT_NE(std::string::npos, sameSocket.err.find("another velorad answers on"))
-            << sameSocket.err;
+        << sameSocket.err;
 
     // Killed outright, the daemon leaves its socket behind; the next start clears it.
     EXPECT_EQ(128 + SIGKILL, stopDaemon(SIGKILL));
@@ -244,12 +243,12 @@ TEST_F(VeloradTest, EveryWatcherReceivesEveryChangeAsTheAppliedSetBuffer) {
     // Word 1 carries the value the service applied: the switch for on/off, the profile for
     // selection and reset.
     const std::vector<std::string> expected = {
-            hex({0x00000000, 0, 0}),
-            hex({0x00000000, 1, 1}),
-            hex({0x0A000000, 2, 2}),
-            "",  // the parameter write, compared below without word 1
-            hex({0x0C000000, 1, 1}),
-            hex_text("internal_speaker_mono"),
+        hex({0x00000000, 0, 0}),
+        hex({0x00000000, 1, 1}),
+        hex({0x0A000000, 2, 2}),
+        "",  // the parameter write, compared below without word 1
+        hex({0x0C000000, 1, 1}),
+        hex_text("internal_speaker_mono"),
     };
     for (Watcher* watcher : {&first, &second}) {
         std::vector<std::string> seen = watcher->changes(expected.size());
@@ -293,7 +292,7 @@ TEST_F(VeloradTest, SetThenGetRoundTripsWithTheServiceClamping) {
 
     // A port write changes the endpoint of that port only.
     const std::string speaker =
-            values({"--json", "get", "3", "dialog-enhancer-amount", "--port", "internal_speaker"});
+        values({"--json", "get", "3", "dialog-enhancer-amount", "--port", "internal_speaker"});
     EXPECT_EQ("3", values({"--json", "set", "3", "dialog-enhancer-amount", "3", "--port", "usb"}));
     EXPECT_EQ("3", values({"--json", "get", "3", "dialog-enhancer-amount", "--port", "5"}));
     EXPECT_EQ(speaker, values({"--json", "get", "3", "dialog-enhancer-amount", "--port",
@@ -352,7 +351,7 @@ TEST_F(VeloradTest, TuningDeviceSelectionChangesWhatTheEffectReads) {
     ToolResult unknown = ctl({"device", "hdmi", "no_such_device"});
     EXPECT_EQ(1, unknown.status);
     EXPECT_NE(std::string::npos, unknown.err.find("no tuning device 'no_such_device'"))
-            << unknown.err;
+        << unknown.err;
 }
 
 TEST_F(VeloradTest, KilledWatcherIsDroppedAndTheOthersKeepReceiving) {
@@ -575,17 +574,17 @@ TEST_F(VeloradTest, BadRequestsGetClearErrorsAndTheDaemonKeepsServing) {
         std::string message;
     };
     const std::vector<Case> cases = {
-            {{"get", "0", "loudness"}, 2, "unknown parameter 'loudness'"},
-            {{"set", "0", "geq-gains", "1", "2"}, 2, "geq-gains takes 20 values, got 2"},
-            {{"set", "0", "ieq-amount", "lots"}, 2, "'lots' is not a value for ieq-amount"},
-            {{"get", "0", "ieq-amount", "--port", "hdmi"}, 2, "not kept per endpoint"},
-            {{"get", "7", "ieq-amount"}, 1, "no profile '7'"},
-            {{"profile", "select", "-1"}, 1, "no profile '-1'"},
-            {{"devices", "7"}, 2, "unknown port '7'"},
-            {{"device", "speakers"}, 2, "unknown port 'speakers'"},
-            {{"prop", "TOOLONG"}, 2, "no four-character code"},
-            {{"frobnicate"}, 2, "unknown command 'frobnicate'"},
-            {{"status", "--port", "1"}, 2, "does not apply to 'status'"},
+        {{"get", "0", "loudness"}, 2, "unknown parameter 'loudness'"},
+        {{"set", "0", "geq-gains", "1", "2"}, 2, "geq-gains takes 20 values, got 2"},
+        {{"set", "0", "ieq-amount", "lots"}, 2, "'lots' is not a value for ieq-amount"},
+        {{"get", "0", "ieq-amount", "--port", "hdmi"}, 2, "not kept per endpoint"},
+        {{"get", "7", "ieq-amount"}, 1, "no profile '7'"},
+        {{"profile", "select", "-1"}, 1, "no profile '-1'"},
+        {{"devices", "7"}, 2, "unknown port '7'"},
+        {{"device", "speakers"}, 2, "unknown port 'speakers'"},
+        {{"prop", "TOOLONG"}, 2, "no four-character code"},
+        {{"frobnicate"}, 2, "unknown command 'frobnicate'"},
+        {{"status", "--port", "1"}, 2, "does not apply to 'status'"},
     };
     for (const Case& c : cases) {
         ToolResult result = ctl(c.args);

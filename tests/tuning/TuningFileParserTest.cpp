@@ -136,8 +136,11 @@ TEST(ValueSyntaxTest, SingleValuesRowsAndMixMatricesReadTheirAttributesAsInts) {
     // A row is the first attribute, whatever its name, without empty fields; a piece that is
     // no number reads as 0, never as a left-over value.
     const std::pair<const char*, std::vector<int>> rows[] = {
-        {R"(<e value="1,,2, 3"/>)", {1, 2, 3}}, {R"(<e coefficients="-4,5," value="9"/>)", {-4, 5}},
-        {R"(<e value=",,,"/>)", {}}, {R"(<e/>)", {}}, {R"(<e value="7,x,8"/>)", {7, 0, 8}}};
+        {R"(<e value="1,,2, 3"/>)", {1, 2, 3}},
+        {R"(<e coefficients="-4,5," value="9"/>)", {-4, 5}},
+        {R"(<e value=",,,"/>)", {}},
+        {R"(<e/>)", {}},
+        {R"(<e value="7,x,8"/>)", {7, 0, 8}}};
     for (const auto& [xml, expected] : rows)
         EXPECT_EQ(expected, TuningFileParser::parseDataRow(parse(xml))) << xml;
     // A mix matrix appends the rows of its first container only.
@@ -154,11 +157,15 @@ TEST(ValueSyntaxTest, SingleValuesRowsAndMixMatricesReadTheirAttributesAsInts) {
 
 TEST_F(TuningFileParserTest, IeqPresetTypesComeFromNamesSearchedInTwoDifferentOrders) {
     // A preset's own id: detailed, balanced, warm, off in that order, else balanced.
-    const std::pair<const char*, PresetType> ids[] = {
-        {"ieq_detailed", PRESET_DETAILED}, {"ieq_warm", PRESET_WARM},  {"ieq_off", PRESET_OFF},
-        {"ieq_xyz", PRESET_BALANCED}, {"", PRESET_BALANCED}, {"Warm", PRESET_BALANCED},
-        {"warm_detailed", PRESET_DETAILED}, {"warm_balanced", PRESET_BALANCED},
-        {"warm_off", PRESET_WARM}};
+    const std::pair<const char*, PresetType> ids[] = {{"ieq_detailed", PRESET_DETAILED},
+                                                      {"ieq_warm", PRESET_WARM},
+                                                      {"ieq_off", PRESET_OFF},
+                                                      {"ieq_xyz", PRESET_BALANCED},
+                                                      {"", PRESET_BALANCED},
+                                                      {"Warm", PRESET_BALANCED},
+                                                      {"warm_detailed", PRESET_DETAILED},
+                                                      {"warm_balanced", PRESET_BALANCED},
+                                                      {"warm_off", PRESET_WARM}};
     for (const auto& [id, type] : ids) {
         TuningFileParser parser;
         DeviceData& data = read(std::string("<preset id=\"") + id + "\" type=\"ieq\"/>", &parser);

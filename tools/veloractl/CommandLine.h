@@ -15,7 +15,7 @@ namespace velora {
 // stand anywhere; a token is an option only when it starts with "--" (or is "-h"), so negative
 // values ("-576") are arguments. "--" ends the options.
 class CommandLine {
-public:
+  public:
     // False with error() set when an option is unknown, lacks its value or has a bad one.
     bool parse(int argc, const char* const* argv);
     const std::string& error() const { return mError; }
@@ -37,7 +37,7 @@ public:
     // Options given, by name without dashes, so commands can refuse those they do not take.
     std::vector<std::string> given;
 
-private:
+  private:
     std::string mError;
 };
 

@@ -34,14 +34,14 @@ constexpr uint32_t kReloadTuningCode = 0x524c5446;  // "RLTF"
 constexpr int kIeqPresetId = 104;
 
 const char* const kCommonOptions =
-        "Common options:\n"
-        "  --root DIR      the root velorad runs on; its socket is DIR/velorad.sock\n"
-        "  --socket PATH   velorad's socket (instead of the one under --root)\n"
-        "  --json          machine-readable output: one JSON document per result\n"
-        "  --timeout MS    how long to wait for the daemon (default 5000)\n"
-        "  --uid N         uid to register with (default: this process's id)\n"
-        "  --type N        client type to register with (default 0)\n"
-        "  --help          help for the command\n";
+    "Common options:\n"
+    "  --root DIR      the root velorad runs on; its socket is DIR/velorad.sock\n"
+    "  --socket PATH   velorad's socket (instead of the one under --root)\n"
+    "  --json          machine-readable output: one JSON document per result\n"
+    "  --timeout MS    how long to wait for the daemon (default 5000)\n"
+    "  --uid N         uid to register with (default: this process's id)\n"
+    "  --type N        client type to register with (default 0)\n"
+    "  --help          help for the command\n";
 
 std::string lower(std::string text) {
     std::transform(text.begin(), text.end(), text.begin(),
@@ -338,9 +338,9 @@ const Controller::Command* Controller::findCommand(const std::string& name) {
 
 void Controller::printUsage(std::ostream& out) const {
     std::string text =
-            "veloractl: talk to velorad, the host's Velora settings service.\n\n"
-            "Usage: veloractl (--root DIR | --socket PATH) [--json] COMMAND [ARGS...]\n\n"
-            "Commands:\n";
+        "veloractl: talk to velorad, the host's Velora settings service.\n\n"
+        "Usage: veloractl (--root DIR | --socket PATH) [--json] COMMAND [ARGS...]\n\n"
+        "Commands:\n";
     for (const Command& command : kCommands) {
         char line[160];
         std::snprintf(line, sizeof(line), "  %-41s %s\n", command.usage, command.summary);
@@ -410,9 +410,8 @@ int Controller::run() {
     for (const std::string& option : mLine.given) {
         if (std::find(kCommon.begin(), kCommon.end(), option) == kCommon.end() &&
             std::find(command->options.begin(), command->options.end(), option) ==
-                    command->options.end()) {
-            return usageError("option --" + option + " does not apply to '" + command->name +
-                              "'");
+                command->options.end()) {
+            return usageError("option --" + option + " does not apply to '" + command->name + "'");
         }
     }
     if (command->needsDaemon && !connect()) {
@@ -430,8 +429,8 @@ bool Controller::connect() {
     } else {
         return false;
     }
-    mClient = std::make_unique<VeloraClient>(mSocketPath,
-                                             std::chrono::milliseconds(mLine.timeoutMs));
+    mClient =
+        std::make_unique<VeloraClient>(mSocketPath, std::chrono::milliseconds(mLine.timeoutMs));
     return mClient->checkSocket();
 }
 
@@ -507,8 +506,7 @@ bool Controller::applyAndWait(const std::string& buffer, std::string* echo) {
                 return false;
             case Registration::Next::TimedOut:
             case Registration::Next::Interrupted:
-                mClient->fail(EXIT_UNREACHABLE,
-                              "the service did not report the change in time");
+                mClient->fail(EXIT_UNREACHABLE, "the service did not report the change in time");
                 return false;
         }
     }
@@ -568,23 +566,18 @@ int Controller::cmdStatus() {
                  {"formatVersion", version_text(version)},
                  {"monoInternalSpeaker", mono},
                  {"ports", ports}};
-    std::string text = std::string("effect:          ") + (on ? "on" : "off") + "\n" +
-                       "profile:         " + std::to_string(selected) + " (" +
-                       printable(profileName) + ") of " + std::to_string(count) + "\n" +
-                       "tuning format:   " + version_text(version) + "\n" +
-                       "mono speaker:    " + (mono ? "yes" : "no") + "\n" +
-                       "tuning devices:\n" + portText;
+    std::string text =
+        std::string("effect:          ") + (on ? "on" : "off") + "\n" +
+        "profile:         " + std::to_string(selected) + " (" + printable(profileName) + ") of " +
+        std::to_string(count) + "\n" + "tuning format:   " + version_text(version) + "\n" +
+        "mono speaker:    " + (mono ? "yes" : "no") + "\n" + "tuning devices:\n" + portText;
     emit(json, text);
     return closeSession(EXIT_OK);
 }
 
-int Controller::cmdOn() {
-    return switchEffect(true);
-}
+int Controller::cmdOn() { return switchEffect(true); }
 
-int Controller::cmdOff() {
-    return switchEffect(false);
-}
+int Controller::cmdOff() { return switchEffect(false); }
 
 int Controller::switchEffect(bool on) {
     if (!mLine.arguments.empty()) return usageError(mLine.command + " takes no arguments");
@@ -641,8 +634,7 @@ int Controller::cmdProfile() {
     std::string name;
     std::string echo;
     if (!resolveProfile(mLine.arguments[1], &profile, &name) ||
-        !applyAndWait(packed_set_buffer(select ? kSetSelectedProfile : kSetResetProfile,
-                                        {profile}),
+        !applyAndWait(packed_set_buffer(select ? kSetSelectedProfile : kSetResetProfile, {profile}),
                       &echo)) {
         return closeSession(clientFailure());
     }
@@ -660,8 +652,8 @@ int Controller::cmdProfile() {
     if (select) {
         emit(json, label + " selected");
         return closeSession(selected == profile
-                                    ? EXIT_OK
-                                    : failure(EXIT_REFUSED, "the service did not select " + label));
+                                ? EXIT_OK
+                                : failure(EXIT_REFUSED, "the service did not select " + label));
     }
     emit(json, label + " reset to the tuning file's defaults");
     return closeSession(EXIT_OK);
@@ -695,8 +687,8 @@ int Controller::cmdParams() {
 int Controller::parseParameterAndPort(const ExternalParameter** parameter, int* port) const {
     *parameter = ExternalParameter::find(mLine.arguments[1]);
     if (!*parameter) {
-        return usageError("unknown parameter '" + mLine.arguments[1] + "'; known: " +
-                          parameter_names());
+        return usageError("unknown parameter '" + mLine.arguments[1] +
+                          "'; known: " + parameter_names());
     }
     *port = -1;
     if (mLine.port) {
@@ -765,8 +757,7 @@ int Controller::cmdSet() {
     for (size_t i = 2; i < mLine.arguments.size(); ++i) {
         int value = 0;
         if (!parse_value(*parameter, mLine.arguments[i], &value)) {
-            return usageError("'" + mLine.arguments[i] + "' is not a value for " +
-                              parameter->name);
+            return usageError("'" + mLine.arguments[i] + "' is not a value for " + parameter->name);
         }
         values.push_back(value);
     }
@@ -795,10 +786,10 @@ int Controller::cmdSet() {
     json["clamped"] = stored != values;
     std::string text = parameter_text(profile, name, port, *parameter) + join(stored);
     if (stored != values) {
-        text += parameter->clamps() ? " (sent " + join(values) + ", range " +
-                                              std::to_string(parameter->minimum) + ".." +
-                                              std::to_string(parameter->maximum) + ")"
-                                    : " (sent " + join(values) + ")";
+        text += parameter->clamps()
+                    ? " (sent " + join(values) + ", range " + std::to_string(parameter->minimum) +
+                          ".." + std::to_string(parameter->maximum) + ")"
+                    : " (sent " + join(values) + ")";
     }
     emit(json, text);
     return closeSession(EXIT_OK);
@@ -850,10 +841,9 @@ int Controller::cmdDevice() {
         if (std::find(names.begin(), names.end(), wanted) == names.end()) {
             std::string known;
             for (const std::string& name : names) known += (known.empty() ? "" : ", ") + name;
-            return closeSession(failure(EXIT_REFUSED,
-                                        "no tuning device '" + wanted + "' on port " +
-                                                port_name(port) + " (available: " +
-                                                (known.empty() ? "none" : known) + ")"));
+            return closeSession(failure(
+                EXIT_REFUSED, "no tuning device '" + wanted + "' on port " + port_name(port) +
+                                  " (available: " + (known.empty() ? "none" : known) + ")"));
         }
         mChanged = true;
         if (!mClient->setSelectedTuningDevice(port, wanted)) {
@@ -861,10 +851,10 @@ int Controller::cmdDevice() {
         }
         if (!waitForUpdate(wanted)) {
             return closeSession(mClient->error().status != EXIT_OK
-                                        ? clientFailure()
-                                        : failure(EXIT_UNREACHABLE,
-                                                  "the service did not report the selection "
-                                                  "in time"));
+                                    ? clientFailure()
+                                    : failure(EXIT_UNREACHABLE,
+                                              "the service did not report the selection "
+                                              "in time"));
         }
     }
     std::string selected;
@@ -923,15 +913,15 @@ int Controller::cmdWatch() {
     std::string update;
     for (;;) {
         if (mLine.count && seen >= *mLine.count) break;
-        Registration::Next next = mRegistration->next(std::chrono::steady_clock::time_point::max(),
-                                                      &update);
+        Registration::Next next =
+            mRegistration->next(std::chrono::steady_clock::time_point::max(), &update);
         if (next == Registration::Next::Interrupted) break;
         if (next == Registration::Next::Ended) {
             mSignals.setHandler(nullptr);
             const grpc::Status& status = mRegistration->endStatus();
-            return failure(EXIT_UNREACHABLE, "velorad ended the registration: " +
-                                                     (status.ok() ? std::string("closed")
-                                                                  : status.error_message()));
+            return failure(EXIT_UNREACHABLE,
+                           "velorad ended the registration: " +
+                               (status.ok() ? std::string("closed") : status.error_message()));
         }
         if (next != Registration::Next::Buffer) continue;
         ++seen;
@@ -954,11 +944,10 @@ int Controller::cmdEffect() {
     int generation = 0;
     const int result = reader.read(&devices, /*changedOnly=*/false, &generation);
     if (result == -ENOENT) {
-        return failure(EXIT_REFUSED,
-                       "the effect has no parameters yet: nothing published at " +
-                               reader.getPath() +
-                               " (the service sends the effect its parameters with the "
-                               "first change after it starts)");
+        return failure(EXIT_REFUSED, "the effect has no parameters yet: nothing published at " +
+                                         reader.getPath() +
+                                         " (the service sends the effect its parameters with the "
+                                         "first change after it starts)");
     }
     if (result != 0) {
         return failure(EXIT_REFUSED, "cannot read " + reader.getPath() + ": " +
@@ -1001,10 +990,10 @@ int Controller::cmdReloadTuning() {
     if (!mClient->setIntParam(kReloadTuningCode, 0)) return closeSession(clientFailure());
     if (!waitForUpdate(std::string())) {
         return closeSession(mClient->error().status != EXIT_OK
-                                    ? clientFailure()
-                                    : failure(EXIT_REFUSED,
-                                              "the service reported no reload (see velorad's "
-                                              "log for why)"));
+                                ? clientFailure()
+                                : failure(EXIT_REFUSED,
+                                          "the service reported no reload (see velorad's "
+                                          "log for why)"));
     }
     emit(Json{{"reloaded", true}}, "tuning files reloaded");
     return closeSession(EXIT_OK);

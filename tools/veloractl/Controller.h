@@ -24,14 +24,14 @@ namespace velora {
 // go through the packed set buffer and are confirmed by their callback before the command reads
 // the result back, so what it prints is what the service now holds.
 class Controller {
-public:
+  public:
     Controller(const CommandLine& line, SignalWatcher& signals);
     ~Controller();
 
     // The exit status of the command (ExitStatus).
     int run();
 
-private:
+  private:
     struct Command {
         const char* name;
         const char* usage;

@@ -14,22 +14,22 @@ namespace velora {
 using Scope = ExternalParameter::Scope;
 
 const ExternalParameter ExternalParameter::kTable[ExternalParameter::kCount] = {
-        {101, "headphone-virtualizer-enable", 1, 0, 1, Scope::FixedEndpoint,
-         "virtualizer on the headphone endpoint"},
-        {102, "speaker-virtualizer-enable", 1, 0, 1, Scope::FixedEndpoint,
-         "virtualizer on the speaker endpoint"},
-        {103, "volume-leveler-enable", 1, 0, 1, Scope::Endpoint, "volume leveler on/off"},
-        {104, "ieq-preset", 1, 0, 3, Scope::Profile,
-         "intelligent-equalizer preset: 0 off, 1 detailed, 2 balanced, 3 warm"},
-        {105, "dialog-enhancer-enable", 1, 0, 1, Scope::Endpoint, "dialog enhancer on/off"},
-        {106, "geq-enable", 1, 0, 1, Scope::Endpoint, "graphic equalizer on/off"},
-        {107, "ieq-amount", 1, 0, 16, Scope::Profile, "intelligent-equalizer amount"},
-        {108, "dialog-enhancer-amount", 1, 0, 16, Scope::Endpoint, "dialog enhancer amount"},
-        {109, "dialog-enhancer-ducking", 1, 0, 16, Scope::Endpoint, "dialog enhancer ducking"},
-        {110, "geq-gains", 20, -576, 576, Scope::GraphicEq, "graphic-equalizer band gains"},
-        {111, "bass-enhancer-enable", 1, 0, 1, Scope::Endpoint,
-         "bass enhancer on/off (also switches virtual bass)"},
-        {112, "virtual-bass-enable", 1, 0, 1, Scope::Endpoint, "virtual bass on/off"},
+    {101, "headphone-virtualizer-enable", 1, 0, 1, Scope::FixedEndpoint,
+     "virtualizer on the headphone endpoint"},
+    {102, "speaker-virtualizer-enable", 1, 0, 1, Scope::FixedEndpoint,
+     "virtualizer on the speaker endpoint"},
+    {103, "volume-leveler-enable", 1, 0, 1, Scope::Endpoint, "volume leveler on/off"},
+    {104, "ieq-preset", 1, 0, 3, Scope::Profile,
+     "intelligent-equalizer preset: 0 off, 1 detailed, 2 balanced, 3 warm"},
+    {105, "dialog-enhancer-enable", 1, 0, 1, Scope::Endpoint, "dialog enhancer on/off"},
+    {106, "geq-enable", 1, 0, 1, Scope::Endpoint, "graphic equalizer on/off"},
+    {107, "ieq-amount", 1, 0, 16, Scope::Profile, "intelligent-equalizer amount"},
+    {108, "dialog-enhancer-amount", 1, 0, 16, Scope::Endpoint, "dialog enhancer amount"},
+    {109, "dialog-enhancer-ducking", 1, 0, 16, Scope::Endpoint, "dialog enhancer ducking"},
+    {110, "geq-gains", 20, -576, 576, Scope::GraphicEq, "graphic-equalizer band gains"},
+    {111, "bass-enhancer-enable", 1, 0, 1, Scope::Endpoint,
+     "bass enhancer on/off (also switches virtual bass)"},
+    {112, "virtual-bass-enable", 1, 0, 1, Scope::Endpoint, "virtual bass on/off"},
 };
 
 const ExternalParameter* ExternalParameter::byId(int id) {

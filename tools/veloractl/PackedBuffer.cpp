@@ -21,9 +21,7 @@ std::string packed_get_request(int command, int word1, int word2) {
     return request;
 }
 
-int packed_profile_port(int profile, int port) {
-    return ((profile & 0xf) << 4) | (port & 0xf);
-}
+int packed_profile_port(int profile, int port) { return ((profile & 0xf) << 4) | (port & 0xf); }
 
 std::string pack_words(const std::vector<int>& words) {
     std::string bytes(words.size() * 4, '\0');
@@ -62,8 +60,8 @@ std::string describe_result(int result) {
 
 bool is_applied_echo(const std::string& sent, const std::string& update) {
     if (sent.size() != update.size() || sent.size() < 8) return false;
-    return sent.compare(0, 4, update, 0, 4) == 0 && sent.compare(8, std::string::npos, update, 8,
-                                                                 std::string::npos) == 0;
+    return sent.compare(0, 4, update, 0, 4) == 0 &&
+           sent.compare(8, std::string::npos, update, 8, std::string::npos) == 0;
 }
 
 }  // namespace velora

@@ -19,7 +19,7 @@ namespace velora {
 // Without a handler a signal ends the process as the default action would (status 128 +
 // signal); with one, the first signal calls it and a second one ends the process.
 class SignalWatcher {
-public:
+  public:
     SignalWatcher();
     ~SignalWatcher();
     SignalWatcher(const SignalWatcher&) = delete;
@@ -27,7 +27,7 @@ public:
 
     void setHandler(std::function<void()> handler);
 
-private:
+  private:
     void run();
 
     std::mutex mLock;

@@ -39,9 +39,8 @@ bool parse_int(const std::string& text, int* out) {
 }
 
 bool parse_four_cc(const std::string& text, uint32_t* out) {
-    if (text.size() == 4 && std::all_of(text.begin(), text.end(), [](unsigned char c) {
-            return c > 0x20 && c < 0x7f;
-        })) {
+    if (text.size() == 4 && std::all_of(text.begin(), text.end(),
+                                        [](unsigned char c) { return c > 0x20 && c < 0x7f; })) {
         uint32_t code = 0;
         for (unsigned char c : text) code = (code << 8) | c;
         *out = code;

@@ -25,7 +25,7 @@ bool VeloraClient::checkSocket() {
     struct stat st {};
     if (stat(mSocketPath.c_str(), &st) != 0) {
         fail(EXIT_UNREACHABLE, "velorad is not running: no socket at " + mSocketPath + " (" +
-                                       std::strerror(errno) + ")");
+                                   std::strerror(errno) + ")");
         return false;
     }
     if (!S_ISSOCK(st.st_mode)) {
@@ -39,8 +39,8 @@ void VeloraClient::fail(const char* operation, const grpc::Status& status) {
     switch (status.error_code()) {
         case grpc::StatusCode::UNAVAILABLE:
         case grpc::StatusCode::DEADLINE_EXCEEDED:
-            fail(EXIT_UNREACHABLE, std::string("cannot reach velorad at ") + mSocketPath +
-                                           " (" + operation + "): " + status.error_message());
+            fail(EXIT_UNREACHABLE, std::string("cannot reach velorad at ") + mSocketPath + " (" +
+                                       operation + "): " + status.error_message());
             break;
         default:
             fail(EXIT_REFUSED, std::string(operation) + " refused: " + status.error_message());
@@ -175,8 +175,8 @@ bool VeloraClient::getAvailableTuningDevices(int port, std::vector<std::string>*
 
 bool VeloraClient::getDefaultXmlFormatVersion(int* version) {
     rpc::Int32Value reply;
-    if (!call("getDefaultXmlFormatVersion",
-              &rpc::VeloraManager::Stub::GetDefaultXmlFormatVersion, rpc::Empty(), &reply)) {
+    if (!call("getDefaultXmlFormatVersion", &rpc::VeloraManager::Stub::GetDefaultXmlFormatVersion,
+              rpc::Empty(), &reply)) {
         return false;
     }
     *version = reply.value();
@@ -231,9 +231,9 @@ bool VeloraClient::getPackedInt(int command, int argument, int* value) {
 
 bool VeloraClient::getPackedValues(int profile, int port, int id, int length,
                                    std::vector<int>* values) {
-    std::string request = port < 0 ? packed_get_request(kGetParameter, id, profile)
-                                   : packed_get_request(kGetPortParameter, id,
-                                                        packed_profile_port(profile, port));
+    std::string request =
+        port < 0 ? packed_get_request(kGetParameter, id, profile)
+                 : packed_get_request(kGetPortParameter, id, packed_profile_port(profile, port));
     // Stored vectors may carry trailing elements beyond the parameter's length (the store
     // reads its own text form back with one more), and the service copies nothing into a
     // buffer too small for all of them. So ask with room to spare and keep the values by
@@ -253,9 +253,7 @@ bool VeloraClient::getPackedValues(int profile, int port, int id, int length,
 
 Registration::Registration(VeloraClient& client) : mClient(client) {}
 
-Registration::~Registration() {
-    abandon();
-}
+Registration::~Registration() { abandon(); }
 
 bool Registration::start(int type, uint32_t uid) {
     mType = type;
@@ -271,7 +269,7 @@ bool Registration::start(int type, uint32_t uid) {
     if (!mChanged.wait_until(lock, deadline, [this] { return !mQueue.empty() || mEnded; })) {
         lock.unlock();
         mClient.fail(EXIT_UNREACHABLE, "velorad at " + mClient.socketPath() +
-                                               " did not confirm the registration in time");
+                                           " did not confirm the registration in time");
         abandon();
         return false;
     }
@@ -328,8 +326,8 @@ bool Registration::stop() {
     request.set_type(mType);
     request.set_uid(mUid);
     rpc::Empty reply;
-    bool ok = mClient.call("unregisterClient", &rpc::VeloraManager::Stub::UnregisterClient,
-                           request, &reply);
+    bool ok = mClient.call("unregisterClient", &rpc::VeloraManager::Stub::UnregisterClient, request,
+                           &reply);
     if (ok) {
         // The daemon ends the stream once the service has let the client go; callbacks made
         // before that still arrive and are dropped here.

@@ -40,7 +40,7 @@ struct CallError {
 // Threading: calls are made from one thread; a Registration reads its stream on a thread of its
 // own.
 class VeloraClient {
-public:
+  public:
     // Answer buffer for parameter values: far more than any parameter's length, because a
     // stored vector gains a trailing element each time the settings are saved and read back.
     static constexpr uint32_t kValuesAnswerLength = 64 * 1024;
@@ -95,7 +95,7 @@ public:
     // Command 1 (port < 0) or 2: the first `length` values of an external parameter.
     bool getPackedValues(int profile, int port, int id, int length, std::vector<int>* values);
 
-private:
+  private:
     std::string mSocketPath;
     std::chrono::milliseconds mTimeout;
     std::shared_ptr<grpc::Channel> mChannel;
@@ -107,7 +107,7 @@ private:
 // on a thread of its own into a queue. Ends with unregisterClient when closed politely; if the
 // process dies instead, the daemon sees the stream break and reports the client dead.
 class Registration {
-public:
+  public:
     explicit Registration(VeloraClient& client);
     ~Registration();
     Registration(const Registration&) = delete;
@@ -134,7 +134,7 @@ public:
     int type() const { return mType; }
     uint32_t uid() const { return mUid; }
 
-private:
+  private:
     void readLoop();
 
     VeloraClient& mClient;

@@ -18,7 +18,7 @@ namespace velora {
 // Threading: run() is called once, from the main thread, with SIGINT and SIGTERM blocked in
 // every thread of the process (it waits for them with sigwait).
 class Daemon {
-public:
+  public:
     struct Options {
         std::string root;
         // Empty: velorad.sock in the root folder.
@@ -37,7 +37,7 @@ public:
 
     static std::string defaultSocket(const std::string& root);
 
-private:
+  private:
     Options mOptions;
 };
 

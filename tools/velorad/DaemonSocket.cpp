@@ -18,9 +18,7 @@ namespace velora {
 
 namespace {
 
-std::string errno_text(int error) {
-    return std::strerror(error);
-}
+std::string errno_text(int error) { return std::strerror(error); }
 
 }  // namespace
 
@@ -35,8 +33,8 @@ bool DaemonSocket::lockRoot(const std::string& root, int* fd, std::string* error
         close(*fd);
         *fd = -1;
         *error = lockError == EWOULDBLOCK
-                         ? "another velorad is already running on root " + root
-                         : "cannot lock root " + root + ": " + errno_text(lockError);
+                     ? "another velorad is already running on root " + root
+                     : "cannot lock root " + root + ": " + errno_text(lockError);
         return false;
     }
     return true;
@@ -70,7 +68,7 @@ bool DaemonSocket::prepare(const std::string& path, bool* removedStale, std::str
     address.sun_family = AF_UNIX;
     std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
     const int connected =
-            connect(probe, reinterpret_cast<const sockaddr*>(&address), sizeof(address));
+        connect(probe, reinterpret_cast<const sockaddr*>(&address), sizeof(address));
     const int connectError = errno;
     close(probe);
     if (connected == 0) {

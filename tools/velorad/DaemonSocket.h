@@ -14,7 +14,7 @@ namespace velora {
 // one root would share one settings database and overwrite each other's saves. The lock goes
 // with the process, so a killed daemon leaves nothing to clean up.
 class DaemonSocket {
-public:
+  public:
     // Locks the root folder. False with a message when it is no folder or another process
     // holds it.
     static bool lockRoot(const std::string& root, int* fd, std::string* error);

@@ -17,23 +17,23 @@
 namespace {
 
 const char kUsage[] =
-        "Usage: velorad --root DIR [--socket PATH] [--save-delay MS] [--verbose]\n"
-        "\n"
-        "Runs the Velora settings service over the filesystem root DIR (its tuning files under\n"
-        "DIR/odm/etc/velora, DIR/data/vendor/..., its database in DIR/data/vendor/velora) and\n"
-        "serves it to clients such as veloractl on a Unix socket, until SIGINT or SIGTERM; then\n"
-        "it saves the settings and exits.\n"
-        "\n"
-        "  --root DIR     the filesystem root (required)\n"
-        "  --socket PATH  the socket to serve on (default DIR/velorad.sock); only its owner may\n"
-        "                 connect\n"
-        "  --save-delay MS  save the settings MS milliseconds after a change, with the changes\n"
-        "                 made meanwhile (default 1000); 0 saves only when a client unregisters\n"
-        "                 and at the end\n"
-        "  --verbose      log debug and verbose lines too (the log goes to standard error)\n"
-        "  --help         this text\n"
-        "\n"
-        "Prints \"velorad ready: root DIR socket PATH\" on standard output once it serves.\n";
+    "Usage: velorad --root DIR [--socket PATH] [--save-delay MS] [--verbose]\n"
+    "\n"
+    "Runs the Velora settings service over the filesystem root DIR (its tuning files under\n"
+    "DIR/odm/etc/velora, DIR/data/vendor/..., its database in DIR/data/vendor/velora) and\n"
+    "serves it to clients such as veloractl on a Unix socket, until SIGINT or SIGTERM; then\n"
+    "it saves the settings and exits.\n"
+    "\n"
+    "  --root DIR     the filesystem root (required)\n"
+    "  --socket PATH  the socket to serve on (default DIR/velorad.sock); only its owner may\n"
+    "                 connect\n"
+    "  --save-delay MS  save the settings MS milliseconds after a change, with the changes\n"
+    "                 made meanwhile (default 1000); 0 saves only when a client unregisters\n"
+    "                 and at the end\n"
+    "  --verbose      log debug and verbose lines too (the log goes to standard error)\n"
+    "  --help         this text\n"
+    "\n"
+    "Prints \"velorad ready: root DIR socket PATH\" on standard output once it serves.\n";
 
 int usage_error(const std::string& message) {
     std::fprintf(stderr, "velorad: %s\n\n%s", message.c_str(), kUsage);
