@@ -22,8 +22,10 @@ int string2int(const std::string& text) {
     thread_local std::istringstream stream;
     stream.clear();
     stream.str(text);
+    // A failed extraction still leaves the answer: 0 for a text that holds no number, the
+    // type's minimum or maximum for one beyond its range.
     int value = 0;
-    if (!(stream >> value)) return 0;
+    stream >> value;
     return value;
 }
 

@@ -20,11 +20,21 @@ TEST(TextHelpersTest, StoredTextsReadBackAsTheStoreReadsThem) {
     EXPECT_THAT(string_2_int_vector("-5,x, 4"), ElementsAre(-5, 0, 4));
     EXPECT_THAT(split_string("a\nb\n", "\n"), ElementsAre("a", "b", ""));
     EXPECT_THAT(split_string("a::b", "::"), ElementsAre("a", "b"));
-    // Numbers read as a stream reads them, whatever the previous read left behind.
-    const std::pair<const char*, int> numbers[] = {
-        {"  12abc", 12}, {"+3", 3},         {"x", 0},
-        {"7", 7},        {"2147483648", 0}, {"-2147483648", -2147483647 - 1},
-        {"", 0},         {"-4", -4}};
+    // Numbers read as a stream reads them, whatever the previous read left behind: out of
+    // range gives the type's limit, and only a text without a number gives 0.
+    constexpr int kMax = 2147483647;
+    constexpr int kMin = -kMax - 1;
+    const std::pair<const char*, int> numbers[] = {{"  12abc", 12},
+                                                   {"+3", 3},
+                                                   {"x", 0},
+                                                   {"7", 7},
+                                                   {"2147483648", kMax},
+                                                   {"-2147483648", kMin},
+                                                   {"-2147483649", kMin},
+                                                   {"99999999999999999999", kMax},
+                                                   {" -99999999999999999999x", kMin},
+                                                   {"", 0},
+                                                   {"-4", -4}};
     for (const auto& [text, value] : numbers) EXPECT_EQ(value, string2int(text)) << text;
     // A stored vector reads every piece exactly as string2int reads it alone.
     const std::string pieces[] = {"",   "-",         "-0",         "007",         "+3",
@@ -38,6 +48,8 @@ TEST(TextHelpersTest, StoredTextsReadBackAsTheStoreReadsThem) {
     }
     expected.push_back(0);
     EXPECT_EQ(expected, string_2_int_vector(text));
+    EXPECT_THAT(string_2_int_vector("-99999999999999999999,99999999999999999999,-,"),
+                ElementsAre(kMin, kMax, 0, 0));
     // Only a text exactly as the service writes the values read (without the trailing 0)
     // is known again from them; any other must be kept to be written back.
     std::string hundred;

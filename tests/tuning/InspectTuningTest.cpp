@@ -134,7 +134,8 @@ TEST_F(InspectTuningTest, LintReportsWhatTheReaderDoesWithItsLine) {
         {profile + enable + "      <ieq-amount value=\"12abc\"/>\n" + close,
          "5: warning: <ieq-amount>: '12abc' read as 12; the text after the number is ignored", 0},
         {profile + enable + "      <ieq-amount value=\"99999999999\"/>\n" + close,
-         "5: warning: <ieq-amount>: '99999999999' is beyond the 32-bit range; read as 0", 0},
+         "5: warning: <ieq-amount>: '99999999999' is beyond the 32-bit range; read as 2147483647",
+         0},
         {profile + enable + "    </data>\n    <include preset=\"ieq_loud\"/>\n  </profile>\n</t>\n",
          "6: warning: preset name 'ieq_loud' names no IEQ preset type; the profile starts with "
          "the IEQ preset off",
