@@ -162,38 +162,45 @@ void KsContext::reloadAllProfile() {
 std::vector<KsContext::TuningUpdate> KsContext::reloadTuning_l() {
     std::vector<TuningUpdate> updates;
     for (Port port : kSupportedPorts) {
-        const char* name = port_name(port);
-        std::string device = mSelectedTuningDevices[port];
+        TuningUpdate update{port, mSelectedTuningDevices[port], {}, false, nullptr};
         std::vector<std::string> available = getAvailableTuningDevice_l(port);
-        if (std::find(available.begin(), available.end(), device) == available.end()) {
-            std::string fallback = getDefaultTuningDevice_l(port);
-            ALOGW(
-                "Current selected tuning dev[%s] is not available for port[%s], revert to use "
-                "dev[%s].",
-                device.c_str(), name, fallback.c_str());
-            device = fallback;
-            mSelectedTuningDevices[port] = device;
+        if (std::find(available.begin(), available.end(), update.device) == available.end()) {
+            update.replaced = std::move(update.device);
+            update.reverted = true;
+            update.device = getDefaultTuningDevice_l(port);
+            mSelectedTuningDevices[port] = update.device;
             noteChange_l();
         }
-        Tuning* tuning = mProvider->loadTuningForDevice(device);
-        if (tuning == nullptr) {
-            ALOGE("Cannot load tuning data for device[%s] on port[%s]", device.c_str(), name);
+        update.tuning = mProvider->loadTuningForDevice(update.device);
+        if (update.tuning == nullptr) {
             // The record in force may have gone with the provider's rebuilt caches; keeping
             // its pointer would hand out a freed record.
             mSelectedTunings.erase(port);
-            continue;
+        } else {
+            mSelectedTunings[port] = update.tuning;
         }
-        mSelectedTunings[port] = tuning;
-        ALOGD("Reset tuning[%s] for port[%s] and notify observers.", tuning->getName().c_str(),
-              name);
-        // Announced also where the device did not change: the tuning's values may have.
-        updates.push_back({port, tuning});
+        updates.push_back(std::move(update));
     }
     return updates;
 }
 
 void KsContext::notifyTuningUpdates(const std::vector<TuningUpdate>& updates) {
     for (const TuningUpdate& update : updates) {
+        const char* name = port_name(update.port);
+        if (update.reverted) {
+            ALOGW(
+                "Current selected tuning dev[%s] is not available for port[%s], revert to use "
+                "dev[%s].",
+                update.replaced.c_str(), name, update.device.c_str());
+        }
+        if (update.tuning == nullptr) {
+            ALOGE("Cannot load tuning data for device[%s] on port[%s]", update.device.c_str(),
+                  name);
+            continue;
+        }
+        ALOGD("Reset tuning[%s] for port[%s] and notify observers.",
+              update.tuning->getName().c_str(), name);
+        // Announced also where the device did not change: the tuning's values may have.
         mObservable->onSelectedTuningChanged(*this, update.port, *update.tuning);
     }
 }

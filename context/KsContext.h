@@ -152,9 +152,14 @@ class KsContext {
     bool selectDefaultTuning(Port port);
 
   private:
+    // What a reload did on one port; its log lines are written with the port's event, after
+    // the lock is released, so each port's lines and event stay together.
     struct TuningUpdate {
         Port port;
-        Tuning* tuning;
+        std::string device;
+        std::string replaced;  // the device given up for the port's default, when `reverted`
+        bool reverted;
+        Tuning* tuning;  // null when the device's tuning could not be loaded
     };
 
     // The context of the id. There is one per profile from construction on, so an unknown id

@@ -337,12 +337,25 @@ TEST_F(KsContextTest, SelectedTuningIsAnnouncedWhenTheTuningChangesOrWhenForced)
 
 TEST_F(KsContextTest, ReloadTuningFallsBackAndAnnouncesEveryPortWithATuning) {
     LogCapture log;
-    expectTuningEvents({{PORT_INTERNAL_SPEAKER, "speaker_stereo"},
-                        {PORT_HDMI, "other"},
-                        {PORT_MIRACAST, "other"},
-                        {PORT_HEADPHONE, "headphone"},
-                        {PORT_USB, "headphone"}});
+    // Each port's line comes with its own event, not all lines before the first event.
+    const std::vector<std::pair<Port, const char*>> events = {
+        {PORT_INTERNAL_SPEAKER, "speaker_stereo"},
+        {PORT_HDMI, "other"},
+        {PORT_MIRACAST, "other"},
+        {PORT_HEADPHONE, "headphone"},
+        {PORT_USB, "headphone"}};
+    std::vector<std::string> lastLines;
+    InSequence order;
+    for (const auto& [port, name] : events) {
+        EXPECT_CALL(mObserver, onSelectedTuningChanged(Ref(*mContext), port, IsTuning(name)))
+            .WillOnce([&log, &lastLines] { lastLines.push_back(log.lines().back().message); });
+    }
     mContext->reloadTuning();
+    ASSERT_EQ(lastLines.size(), events.size());
+    for (size_t i = 0; i < events.size(); ++i) {
+        EXPECT_EQ(lastLines[i], "Reset tuning[" + std::string(events[i].second) + "] for port[" +
+                                    kPortNames[events[i].first] + "] and notify observers.");
+    }
     EXPECT_TRUE(log.contains(kTag, ANDROID_LOG_WARN,
                              "Current selected tuning dev[default_miracast] is not available for "
                              "port[miracast], revert to use dev[miracast]."));
