@@ -536,14 +536,10 @@ void VeloraManagerService::setSelectedTuningDevice(int port, const void* name, i
     if (!checkPort("setSelectedTuningDevice", port)) {
         return;
     }
-    // An empty name (no bytes, or a zero first) names no device.
-    if (length <= 0 || name == nullptr ||
-        strnlen(static_cast<const char*>(name), static_cast<size_t>(length)) == 0) {
-        ALOGE("%s : Invalid input length!", "setSelectedTuningDevice");
-        return;
-    }
-    mEventHandler->sendMessage(name, static_cast<unsigned>(length), port,
-                               EventHandler::kWhatSetTuning);
+    // An empty name is posted too: every client hears of the request, and the loop refuses
+    // it as it refuses any name that is no device of the port.
+    const unsigned size = name != nullptr && length > 0 ? static_cast<unsigned>(length) : 0;
+    mEventHandler->sendMessage(name, size, port, EventHandler::kWhatSetTuning);
 }
 
 std::string VeloraManagerService::getProfileName(int id) {

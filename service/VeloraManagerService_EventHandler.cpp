@@ -122,9 +122,9 @@ void VeloraManagerService::EventHandler::onMessageReceived(const sp<AMessage>& m
             const char* name = static_cast<const char*>(data);
             const std::string device(name != nullptr ? name : "",
                                      name != nullptr ? strnlen(name, length) : 0);
-            // No port or no name: nothing to select.
-            if (mService->isInitialized() && port >= 0 && port < velora::kPortCount &&
-                !device.empty()) {
+            // Without a port there is nothing to select; a name that is no device of the
+            // port, the empty one included, is refused by the selection with its line.
+            if (mService->isInitialized() && port >= 0 && port < velora::kPortCount) {
                 mKsManager->setSelectedTuning(static_cast<velora::Port>(port), device);
             }
             break;

@@ -204,10 +204,11 @@ TEST_F(ServiceEndToEndTest, SetBuffersWithoutTheirWholeArgumentsChangeNothing) {
 TEST_F(ServiceEndToEndTest, TuningDeviceIsSelectedByNameOnTheLoop) {
     LogCapture log;
     ASSERT_EQ(mService->registerClient(mA, 0, 1), 0);
-    // No bytes or a zero first name no device: nothing is posted, nobody is told.
+    // An empty name (no bytes, or a zero first) is posted as any other: every client hears
+    // of it, and the loop refuses it as no device of the port.
+    const char zeroFirst[] = "\0usb_c_earphones";
     mService->setSelectedTuningDevice(velora::PORT_USB, "", 0);
-    mService->setSelectedTuningDevice(velora::PORT_USB, "\0usb_c_earphones", 16);
-    EXPECT_EQ(log.countMessage("setSelectedTuningDevice : Invalid input length!"), 2u);
+    mService->setSelectedTuningDevice(velora::PORT_USB, zeroFirst, 16);
     // A name sent with its terminating zero is the same name.
     const char withZero[] = "usb_c_earphones";
     mService->setSelectedTuningDevice(velora::PORT_USB, withZero, sizeof(withZero));
@@ -216,9 +217,16 @@ TEST_F(ServiceEndToEndTest, TuningDeviceIsSelectedByNameOnTheLoop) {
     mService->setSelectedTuningDevice(9, unknown.data(), unknown.size());
     EXPECT_TRUE(log.containsMessage("setSelectedTuningDevice invalid port number, 9"));
 
-    ASSERT_TRUE(mLogA.waitFor(3));
-    EXPECT_EQ(mLogA.buffers()[1], Bytes(withZero, withZero + sizeof(withZero)));
-    EXPECT_EQ(mLogA.buffers()[2], text_bytes(unknown));
+    ASSERT_TRUE(mLogA.waitFor(5));
+    const std::vector<Bytes> expected = {Bytes(), Bytes(zeroFirst, zeroFirst + 16),
+                                         Bytes(withZero, withZero + sizeof(withZero)),
+                                         text_bytes(unknown)};
+    const std::vector<Bytes> heard = mLogA.buffers();
+    EXPECT_EQ(std::vector<Bytes>(heard.begin() + 1, heard.end()), expected);
+    EXPECT_EQ(log.countMessage(" is not a valid tuning device for port usb, please call "
+                               "getAvailableTuningDevice(port) to check first!"),
+              2u)
+        << log.dump();
     EXPECT_EQ(mService->getSelectedTuningDevice(velora::PORT_USB), "usb_c_earphones");
     EXPECT_EQ(mService->getSelectedTuningDevice(velora::PORT_HDMI), "default_hdmi");
     EXPECT_TRUE(
