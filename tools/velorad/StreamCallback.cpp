@@ -15,12 +15,14 @@ using ::android::Mutex;
 using ::android::hardware::Return;
 using ::android::hardware::Status;
 
-StreamCallback::StreamCallback(int type, uint32_t uid, std::function<void()> cutOff,
-                               size_t maxQueued)
+StreamCallback::StreamCallback(int type, uint32_t uid, CutOff cutOff, size_t maxQueued)
     : mType(type), mUid(uid), mMaxQueued(maxQueued), mCutOff(std::move(cutOff)) {}
 
 Return<void> StreamCallback::onPexParamUpdate(const ::android::hardware::hidl_vec<uint8_t>& data) {
     Mutex::Autolock _l(mLock);
+    if (mClosed && mCloseReason == Close::Overflow) {
+        return ::android::hardware::Void();  // already reported, and on its way out
+    }
     if (mClosed || mDisconnected) {
         // As the transport answers a call to a client whose process has gone.
         return Status::fromStatusT(::android::DEAD_OBJECT);
@@ -30,9 +32,10 @@ Return<void> StreamCallback::onPexParamUpdate(const ::android::hardware::hidl_ve
               mQueue.size());
         mClosed = true;
         mCloseReason = Close::Overflow;
+        mQueue.clear();
         mChanged.broadcast();
-        if (mCutOff) mCutOff();
-        return Status::fromStatusT(::android::DEAD_OBJECT);
+        if (mCutOff) mCutOff(this);
+        return ::android::hardware::Void();
     }
     mQueue.emplace_back(reinterpret_cast<const char*>(data.data()), data.size());
     mChanged.broadcast();

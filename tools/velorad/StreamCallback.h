@@ -34,11 +34,13 @@ class StreamCallback : public ::vendor::velora::hardware::kpt::V2_0::IKptCallbac
     // Why the daemon ends a stream from its side.
     enum class Close { Unregistered, Shutdown, Overflow };
 
-    // `cutOff` is called once when the client falls `maxQueued` callbacks behind, while the
-    // service still calls it: it must end the stream's wait on the client's connection, so
-    // that the stream's handler declares the client dead at once.
-    StreamCallback(int type, uint32_t uid, std::function<void()> cutOff,
-                   size_t maxQueued = kMaxQueued);
+    // Called once, with this stream, when the client falls `maxQueued` callbacks behind. It
+    // runs inside the service's call, with the service's registry lock held, so it must not
+    // declare the client dead itself: it hands that to another thread, as the transport
+    // reports a dead process on a device. Calls made until the service has let the client go
+    // are dropped without a failure, so that the log says once that it was dropped.
+    using CutOff = std::function<void(const ::android::sp<StreamCallback>&)>;
+    StreamCallback(int type, uint32_t uid, CutOff cutOff, size_t maxQueued = kMaxQueued);
 
     ::android::hardware::Return<void> onPexParamUpdate(
         const ::android::hardware::hidl_vec<uint8_t>& data) override;
@@ -73,7 +75,7 @@ class StreamCallback : public ::vendor::velora::hardware::kpt::V2_0::IKptCallbac
     bool mClosed GUARDED_BY(mLock) = false;
     Close mCloseReason GUARDED_BY(mLock) = Close::Unregistered;
     bool mDisconnected GUARDED_BY(mLock) = false;
-    std::function<void()> mCutOff GUARDED_BY(mLock);
+    CutOff mCutOff GUARDED_BY(mLock);
 };
 
 }  // namespace velora

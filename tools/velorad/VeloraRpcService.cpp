@@ -52,7 +52,38 @@ Status answer(const Return<T>& call, Reply* reply) {
 }  // namespace
 
 VeloraRpcService::VeloraRpcService(const sp<KptService>& kpt, size_t maxQueued)
-    : mKpt(kpt), mMaxQueued(maxQueued) {}
+    : mKpt(kpt), mMaxQueued(maxQueued), mDeathThread([this] { declareDeaths(); }) {}
+
+VeloraRpcService::~VeloraRpcService() {
+    {
+        Mutex::Autolock _l(mDeathLock);
+        mDeathsEnd = true;
+        mDeathsChanged.broadcast();
+    }
+    mDeathThread.join();
+}
+
+void VeloraRpcService::declareDead(const sp<StreamCallback>& stream) {
+    Mutex::Autolock _l(mDeathLock);
+    mDeaths.push_back(stream);
+    mDeathsChanged.broadcast();
+}
+
+void VeloraRpcService::declareDeaths() {
+    Mutex::Autolock _l(mDeathLock);
+    for (;;) {
+        while (mDeaths.empty() && !mDeathsEnd) mDeathsChanged.wait(mDeathLock);
+        if (mDeaths.empty()) return;
+        sp<StreamCallback> stream = std::move(mDeaths.front());
+        mDeaths.pop_front();
+        mDeathLock.unlock();
+        // Waits for the service's notification pass to end, then takes the client out.
+        stream->disconnect();
+        stream->notifyDied();
+        stream.clear();
+        mDeathLock.lock();
+    }
+}
 
 bool VeloraRpcService::stopping(Status* status) const {
     if (!mStopping.load()) return false;
@@ -97,11 +128,15 @@ Status VeloraRpcService::RegisterClient(ServerContext* context, const rpc::Clien
                                         grpc::ServerWriter<rpc::ParamUpdate>* writer) {
     Status status;
     if (stopping(&status)) return status;
-    // A client that falls too far behind is cut off at once, even while its handler waits on
-    // a full connection: cancelling the call ends that wait, and the handler declares the
-    // client dead.
+    // A client that falls too far behind leaves the service at once, even while its handler
+    // waits on a full connection; cancelling the call ends that wait where gRPC can.
     sp<StreamCallback> stream = new StreamCallback(
-        request->type(), request->uid(), [context] { context->TryCancel(); }, mMaxQueued);
+        request->type(), request->uid(),
+        [this, context](const sp<StreamCallback>& behind) {
+            context->TryCancel();
+            declareDead(behind);
+        },
+        mMaxQueued);
     // Listed before the service knows it, so that an unregistration that follows at once
     // finds the stream to end.
     addStream(stream);
@@ -142,6 +177,12 @@ Status VeloraRpcService::RegisterClient(ServerContext* context, const rpc::Clien
     removeStream(stream);
     stream->detachCutOff();
 
+    StreamCallback::Close reason = StreamCallback::Close::Unregistered;
+    if (stream->closedBy(&reason) && reason == StreamCallback::Close::Overflow) {
+        // Declared dead by the death thread, whenever this handler got free.
+        return Status(StatusCode::RESOURCE_EXHAUSTED,
+                      "client fell too far behind the service's callbacks");
+    }
     if (clientGone) {
         // The client closed its end or its process died: tell the service as the transport
         // tells it on a device, so it drops the registration.
@@ -151,8 +192,6 @@ Status VeloraRpcService::RegisterClient(ServerContext* context, const rpc::Clien
         stream->notifyDied();
         return Status(StatusCode::CANCELLED, "client went away");
     }
-    StreamCallback::Close reason = StreamCallback::Close::Unregistered;
-    stream->closedBy(&reason);
     switch (reason) {
         case StreamCallback::Close::Unregistered:
             ALOGI("client uid %u type %d unregistered", stream->getUid(), stream->getType());
@@ -160,11 +199,7 @@ Status VeloraRpcService::RegisterClient(ServerContext* context, const rpc::Clien
         case StreamCallback::Close::Shutdown:
             return unavailable();
         case StreamCallback::Close::Overflow:
-            // The service already counts the client as failed; make it stop calling it.
-            stream->disconnect();
-            stream->notifyDied();
-            return Status(StatusCode::RESOURCE_EXHAUSTED,
-                          "client fell too far behind the service's callbacks");
+            break;  // answered above
     }
     return Status::OK;
 }

@@ -6,10 +6,13 @@
 
 #include <android-base/thread_annotations.h>
 #include <grpcpp/grpcpp.h>
+#include <utils/Condition.h>
 #include <utils/Mutex.h>
 #include <utils/StrongPointer.h>
 
 #include <atomic>
+#include <deque>
+#include <thread>
 #include <vector>
 
 #include "hal/KptService.h"
@@ -33,6 +36,8 @@ class VeloraRpcService final : public rpc::VeloraManager::Service {
     // A client whose stream falls `maxQueued` callbacks behind is dropped as dead.
     explicit VeloraRpcService(const android::sp<KptService>& kpt,
                               size_t maxQueued = StreamCallback::kMaxQueued);
+    // Declares the streams still handed over for death dead before it returns.
+    ~VeloraRpcService() override;
 
     // Refuses new calls and ends every open registration stream (with UNAVAILABLE), so that the
     // server's own shutdown does not wait on them. The registrations stay in the service until
@@ -99,11 +104,23 @@ class VeloraRpcService final : public rpc::VeloraManager::Service {
     // The open stream of this callback, if any.
     android::sp<StreamCallback> findStream(const KptService::IKptCallbacks* callback);
 
+    // Hands a stream that fell too far behind to the death thread. Its handler may be stuck
+    // writing to the client for as long as the client does not read, so it cannot be the one
+    // to tell the service.
+    void declareDead(const android::sp<StreamCallback>& stream);
+    // The death thread: declares each stream handed over dead, one after another.
+    void declareDeaths();
+
     const android::sp<KptService> mKpt;
     const size_t mMaxQueued;
     std::atomic<bool> mStopping{false};
     mutable android::Mutex mLock;
     std::vector<android::sp<StreamCallback>> mStreams GUARDED_BY(mLock);
+    android::Mutex mDeathLock;
+    android::Condition mDeathsChanged;
+    std::deque<android::sp<StreamCallback>> mDeaths GUARDED_BY(mDeathLock);
+    bool mDeathsEnd GUARDED_BY(mDeathLock) = false;
+    std::thread mDeathThread;
 };
 
 }  // namespace velora
