@@ -277,6 +277,7 @@ int KsContextManager::initDatabase(Provider* provider, const std::string& path) 
         for (DeviceTuning* deviceTuning : data->getDeviceTunings()) {
             names.devices.insert(deviceTuning->getDevice());
         }
+        names.log = mParser->getReadLog();
         mDefaultNames = std::move(names);
     }
     data->validateData();
@@ -391,9 +392,11 @@ int KsContextManager::loadOemTuningLocked() {
 
     // The duplicate checks always read the shipped default file, also when start-up chose
     // the ROMUPDATE copy: the OEM file is written against what ships on the partition. A
-    // rebuild from that very file has its names already.
+    // rebuild from that very file has its names already, and says again what reading it said.
     DefaultNames parsedNames;
-    if (!mDefaultNames) {
+    if (mDefaultNames) {
+        mDefaultNames->log.writeAgain();
+    } else {
         TuningFileParser defaultParser;
         std::string defaultPath = SystemPaths::resolve(SystemPaths::kDefaultTuningFile);
         if (defaultParser.setTuningFile(defaultPath) != 0 ||

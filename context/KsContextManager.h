@@ -16,6 +16,7 @@
 #include <string>
 
 #include "store/DatabaseCheck.h"
+#include "tuning/ReadLog.h"
 
 namespace velora {
 
@@ -95,6 +96,7 @@ class KsContextManager : public android::Singleton<KsContextManager> {
     struct DefaultNames {
         std::set<std::string> tunings;
         std::set<std::string> devices;
+        ReadLog log;  // what reading the file logged, said again where the merge reads it
     };
     std::optional<DefaultNames> mDefaultNames GUARDED_BY(mLock);
     // Whether the last start-up failed for a passing reason; under mLock.

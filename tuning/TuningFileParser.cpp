@@ -6,25 +6,24 @@
 
 #include "tuning/TuningFileParser.h"
 
-#include <libxml/SAX2.h>
-#include <libxml/globals.h>
 #include <libxml/parser.h>
-#include <libxml/parserInternals.h>
 #include <libxml/xmlerror.h>
 #include <log/log.h>
-#include <utils/Mutex.h>
 
 #include <cctype>
 #include <cerrno>
 #include <climits>
-#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <string_view>
 
 #include "model/Parameter.h"
 #include "store/TextHelpers.h"
+#include "tuning/HeldWalkOutput.h"
+#include "tuning/WalkWhileParsing.h"
+#include "tuning/XmlErrorsToLog.h"
 #include "tuning/XmlString.h"
 
 namespace velora {
@@ -157,6 +156,33 @@ bool is_parameter_element(std::string_view name) {
     return false;
 }
 
+const char* record_kind_name(RecordKind kind) {
+    switch (kind) {
+        case RecordKind::Tuning:
+            return "tuning";
+        case RecordKind::ProfileEndpoint:
+            return "profile endpoint";
+        case RecordKind::Profile:
+            return "profile";
+        case RecordKind::IeqPreset:
+            return "IEQ preset";
+        case RecordKind::GeqPreset:
+            return "GEQ preset";
+    }
+    return "record";
+}
+
+// The record kind whose parameter an element names; false for no parameter element.
+bool parameter_kind_of(std::string_view name, RecordKind* kind) {
+    for (int i = 0; i < kParameterCount; ++i) {
+        if (kParameterTuningKeys[i] != nullptr && name == kParameterTuningKeys[i]) {
+            *kind = kParameterRecordKinds[i];
+            return true;
+        }
+    }
+    return false;
+}
+
 std::string_view node_name(xmlNodePtr node) {
     if (node == nullptr || node->name == nullptr) return {};
     return reinterpret_cast<const char*>(node->name);
@@ -281,89 +307,6 @@ PresetType ieq_preset_type_by_id(const std::string& id) {
     return PRESET_BALANCED;
 }
 
-// The walk's log lines and diagnostics while the file is still being parsed (see
-// readWhileParsing): held until the parse has ended, then given out in the order they came,
-// or dropped when the file turned out not to be well-formed XML. So a broken file logs and
-// reports what it did when it was parsed whole before the walk: its libxml2 errors and the
-// failure, nothing of the elements before the break. One parser runs on one thread at a
-// time, so what is held is kept per thread.
-class HeldWalkOutput : public TuningDiagnostics {
-  public:
-    explicit HeldWalkOutput(TuningDiagnostics* sink) : mSink(sink), mOuter(sHeld) { sHeld = this; }
-    ~HeldWalkOutput() override { sHeld = mOuter; }
-    HeldWalkOutput(const HeldWalkOutput&) = delete;
-    HeldWalkOutput& operator=(const HeldWalkOutput&) = delete;
-
-    // Where the walk reports while this is held: here, when a sink was set at all.
-    TuningDiagnostics* diagnostics() { return mSink != nullptr ? this : nullptr; }
-
-    // Logs and reports everything held, in order, and holds nothing more.
-    void release() {
-        sHeld = mOuter;
-        for (const Held& held : mHeld) {
-            switch (held.kind) {
-                case Held::kLog:
-                    __android_log_write(held.priority, LOG_TAG, held.text.c_str());
-                    break;
-                case Held::kReport:
-                    mSink->report(held.severity, held.line, held.text);
-                    break;
-                case Held::kRecord:
-                    mSink->recordRead(held.record, held.line);
-                    break;
-                case Held::kFormatVersion:
-                    mSink->formatVersionRead(held.line);
-                    break;
-            }
-        }
-        mHeld.clear();
-    }
-
-    // False when nothing is held on this thread: the line is to be logged now.
-    static bool holdLog(int priority, const char* text) {
-        if (sHeld == nullptr) return false;
-        sHeld->mHeld.push_back({Held::kLog, priority, Severity::kWarning, 0, nullptr, text});
-        return true;
-    }
-
-    void report(Severity severity, long line, const std::string& message) override {
-        mHeld.push_back({Held::kReport, 0, severity, line, nullptr, message});
-    }
-    void recordRead(const void* record, long line) override {
-        mHeld.push_back({Held::kRecord, 0, Severity::kWarning, line, record, {}});
-    }
-    void formatVersionRead(long line) override {
-        mHeld.push_back({Held::kFormatVersion, 0, Severity::kWarning, line, nullptr, {}});
-    }
-
-  private:
-    struct Held {
-        enum Kind { kLog, kReport, kRecord, kFormatVersion } kind;
-        int priority;
-        Severity severity;
-        long line;
-        const void* record;
-        std::string text;
-    };
-    static thread_local HeldWalkOutput* sHeld;
-    TuningDiagnostics* mSink;
-    HeldWalkOutput* mOuter;
-    std::vector<Held> mHeld;
-};
-
-thread_local HeldWalkOutput* HeldWalkOutput::sHeld = nullptr;
-
-// A log line of the walk: formatted as liblog formats ALOG lines (at most 1023 bytes), and
-// held while the file is still being parsed.
-__attribute__((format(printf, 2, 3))) void walk_log(int priority, const char* format, ...) {
-    char text[1024];
-    va_list args;
-    va_start(args, format);
-    vsnprintf(text, sizeof(text), format, args);
-    va_end(args);
-    if (!HeldWalkOutput::holdLog(priority, text)) __android_log_write(priority, LOG_TAG, text);
-}
-
 std::string read_version(xmlNodePtr node) {
     std::string major;
     std::string minor;
@@ -377,86 +320,38 @@ std::string read_version(xmlNodePtr node) {
         } else if (name == kMaintenanceAttr) {
             maintenance = attr_text(attr);
         } else {
-            walk_log(ANDROID_LOG_ERROR, "invalid attribute name %s", std::string(name).c_str());
+            HeldWalkOutput::log(ANDROID_LOG_ERROR, "invalid attribute name %s",
+                                std::string(name).c_str());
         }
     }
     return major + "." + minor + "." + maintenance;
 }
 
-void log_xml_error(void* /*context*/, xmlErrorPtr error) {
-    if (error == nullptr) return;
-    std::string message = error->message != nullptr ? error->message : "";
-    while (!message.empty() && (message.back() == '\n' || message.back() == '\r')) {
-        message.pop_back();
+// The records of a set, as the views DeviceData takes (in the same order).
+template <typename T>
+std::set<T*> views_of(const std::set<std::unique_ptr<T>>& records) {
+    std::set<T*> views;
+    for (const auto& record : records) views.insert(views.end(), record.get());
+    return views;
+}
+
+// Drops the records that are not among `kept`.
+template <typename T>
+void keep_only(std::set<std::unique_ptr<T>>* records, const std::set<T*>& kept) {
+    for (auto it = records->begin(); it != records->end();) {
+        it = kept.count(it->get()) == 0 ? records->erase(it) : std::next(it);
     }
-    const char* file = error->file != nullptr ? error->file : "";
-    if (error->level == XML_ERR_WARNING) {
-        ALOGW("libxml2: %s:%d: %s", file, error->line, message.c_str());
-    } else {
-        ALOGE("libxml2: %s:%d: %s", file, error->line, message.c_str());
-    }
-}
-
-// Sends libxml2's own diagnostics for one read into the log (where the rest of the reader's
-// lines go) instead of stderr, and restores the previous handler afterwards. libxml2 keeps
-// the handler per thread.
-class XmlErrorsToLog {
-  public:
-    XmlErrorsToLog() : mHandler(xmlStructuredError), mContext(xmlStructuredErrorContext) {
-        xmlSetStructuredErrorFunc(nullptr, &log_xml_error);
-    }
-    ~XmlErrorsToLog() { xmlSetStructuredErrorFunc(mContext, mHandler); }
-    XmlErrorsToLog(const XmlErrorsToLog&) = delete;
-    XmlErrorsToLog& operator=(const XmlErrorsToLog&) = delete;
-
-  private:
-    xmlStructuredErrorFunc mHandler;
-    void* mContext;
-};
-
-// libxml2's global state is set up when the first parser of the process is made and
-// released (xmlCleanupParser) when the last one goes. Cleaning up while another parser still
-// holds a document would pull shared state from under it.
-android::Mutex& library_lock() {
-    static android::Mutex lock;
-    return lock;
-}
-
-int& live_parsers() {
-    static int count = 0;
-    return count;
-}
-
-void acquire_library() {
-    android::Mutex::Autolock guard(library_lock());
-    if (live_parsers()++ == 0) xmlInitParser();
-}
-
-void release_library() {
-    android::Mutex::Autolock guard(library_lock());
-    if (--live_parsers() == 0) xmlCleanupParser();
 }
 
 }  // namespace
 
-TuningFileParser::TuningFileParser() { acquire_library(); }
+TuningFileParser::TuningFileParser() = default;
 
 TuningFileParser::TuningFileParser(const std::string& path) : TuningFileParser() {
     setTuningFile(path);
 }
 
-TuningFileParser::~TuningFileParser() {
-    mRoot = nullptr;
-    mDoc.reset();
-    release_library();
-    for (IeqPreset* preset : mIeqPresets) delete preset;
-    for (GeqPreset* preset : mGeqPresets) delete preset;
-    for (Profile* profile : mProfiles) delete profile;
-    for (ProfileEndpoint* endpoint : mProfileEndpoints) delete endpoint;
-    for (Tuning* tuning : mTunings) delete tuning;
-    for (DeviceTuning* deviceTuning : mDeviceTunings) delete deviceTuning;
-    mDeviceData.reset();
-}
+TuningFileParser::~TuningFileParser() = default;
 
 int TuningFileParser::setTuningFile(const std::string& path) {
     mPath = path;
@@ -465,12 +360,12 @@ int TuningFileParser::setTuningFile(const std::string& path) {
     auto data = std::make_unique<DeviceData>();
     data->setFormatVersion(mFormatVersion);
     data->setToolVersion(mToolVersion);
-    data->setIeqPresets(mIeqPresets);
-    data->setGeqPresets(mGeqPresets);
-    data->setProfiles(mProfiles);
-    data->setProfileEndPoints(mProfileEndpoints);
-    data->setTunings(mTunings);
-    data->setDeviceTunings(mDeviceTunings);
+    data->setIeqPresets(views_of(mIeqPresets));
+    data->setGeqPresets(views_of(mGeqPresets));
+    data->setProfiles(views_of(mProfiles));
+    data->setProfileEndPoints(views_of(mProfileEndpoints));
+    data->setTunings(views_of(mTunings));
+    data->setDeviceTunings(views_of(mDeviceTunings));
     mDeviceData = std::move(data);
     return 0;
 }
@@ -478,8 +373,9 @@ int TuningFileParser::setTuningFile(const std::string& path) {
 int TuningFileParser::initXmlParser() {
     if (!checkPath()) return -EINVAL;
     XmlDocHolder doc;
+    mReadLog.clear();
     {
-        XmlErrorsToLog errorsToLog;
+        XmlErrorsToLog errorsToLog(&mReadLog);
         doc.reset(xmlReadFile(mPath.c_str(), nullptr, kParseOptions));
     }
     xmlNodePtr root = nullptr;
@@ -523,12 +419,12 @@ int TuningFileParser::readWhileParsing() {
     if (!checkPath()) return -EINVAL;
     // What a file that is no XML leaves as it was: the records, names and versions of the
     // files read before.
-    const std::set<IeqPreset*> ieqPresets = mIeqPresets;
-    const std::set<GeqPreset*> geqPresets = mGeqPresets;
-    const std::set<Profile*> profiles = mProfiles;
-    const std::set<ProfileEndpoint*> profileEndpoints = mProfileEndpoints;
-    const std::set<Tuning*> tunings = mTunings;
-    const std::set<DeviceTuning*> deviceTunings = mDeviceTunings;
+    const std::set<IeqPreset*> ieqPresets = views_of(mIeqPresets);
+    const std::set<GeqPreset*> geqPresets = views_of(mGeqPresets);
+    const std::set<Profile*> profiles = views_of(mProfiles);
+    const std::set<ProfileEndpoint*> profileEndpoints = views_of(mProfileEndpoints);
+    const std::set<Tuning*> tunings = views_of(mTunings);
+    const std::set<DeviceTuning*> deviceTunings = views_of(mDeviceTunings);
     std::map<int, std::string> profileNames = mProfileNames;
     const int numOfProfiles = mNumOfProfiles;
     std::string formatVersion = std::move(mFormatVersion);
@@ -536,73 +432,40 @@ int TuningFileParser::readWhileParsing() {
     // The versions belong to the file being read; records of earlier files stay owned here.
     mFormatVersion.clear();
     mToolVersion.clear();
+    mReadLog.clear();
 
     HeldWalkOutput held(mDiagnostics);
     TuningDiagnostics* const sink = mDiagnostics;
     mDiagnostics = held.diagnostics();
     XmlDocHolder doc;
     {
-        XmlErrorsToLog errorsToLog;
-        // What xmlReadFile does, with the hook that walks each child of the root as it ends.
-        xmlParserCtxtPtr ctxt = xmlCreateURLParserCtxt(mPath.c_str(), kParseOptions);
-        if (ctxt != nullptr) {
-            xmlCtxtUseOptions(ctxt, kParseOptions);
-            ctxt->sax->startElementNs = &TuningFileParser::startElement;
-            ctxt->_private = this;
-            xmlParseDocument(ctxt);
-            if (ctxt->wellFormed) {
-                doc.reset(ctxt->myDoc);
-            } else {
-                xmlFreeDoc(ctxt->myDoc);
-            }
-            ctxt->myDoc = nullptr;
-            xmlFreeParserCtxt(ctxt);
-        }
+        XmlErrorsToLog errorsToLog(&mReadLog);
+        doc = WalkWhileParsing::parse(mPath, kParseOptions,
+                                      [this](xmlNodePtr root) { walkChildrenOf(root, true); });
     }
     mDiagnostics = sink;
     xmlNodePtr root = nullptr;
     if (doc) walkChildrenOf(xmlDocGetRootElement(doc.get()), /*freeThem=*/false);
     const int result = checkDocument(doc.get(), &root);
     if (result != 0) {
-        const auto drop = [](auto& records, const auto& kept) {
-            for (auto* record : records) {
-                if (kept.count(record) == 0) delete record;
-            }
-            records = kept;
-        };
-        drop(mIeqPresets, ieqPresets);
-        drop(mGeqPresets, geqPresets);
-        drop(mProfiles, profiles);
-        drop(mProfileEndpoints, profileEndpoints);
-        drop(mTunings, tunings);
-        drop(mDeviceTunings, deviceTunings);
+        keep_only(&mIeqPresets, ieqPresets);
+        keep_only(&mGeqPresets, geqPresets);
+        keep_only(&mProfiles, profiles);
+        keep_only(&mProfileEndpoints, profileEndpoints);
+        keep_only(&mTunings, tunings);
+        keep_only(&mDeviceTunings, deviceTunings);
         mProfileNames = std::move(profileNames);
         mNumOfProfiles = numOfProfiles;
         mFormatVersion = std::move(formatVersion);
         mToolVersion = std::move(toolVersion);
         return result;
     }
-    held.release();
+    held.release(&mReadLog);
     // A document opened through initXmlParser belongs to an earlier read.
     mRoot = nullptr;
     mDoc.reset();
     mParsed = true;
     return 0;
-}
-
-void TuningFileParser::startElement(void* context, const xmlChar* localName, const xmlChar* prefix,
-                                    const xmlChar* uri, int namespaceCount,
-                                    const xmlChar** namespaces, int attributeCount,
-                                    int defaultedCount, const xmlChar** attributes) {
-    auto* ctxt = static_cast<xmlParserCtxtPtr>(context);
-    // A child of the root starts: every child before it is complete. The last of them may
-    // be text the parser would still add to, but not once an element follows it.
-    xmlNodePtr parent = ctxt->node;
-    if (parent != nullptr && parent->parent == reinterpret_cast<xmlNodePtr>(ctxt->myDoc)) {
-        static_cast<TuningFileParser*>(ctxt->_private)->walkChildrenOf(parent, /*freeThem=*/true);
-    }
-    xmlSAX2StartElementNs(context, localName, prefix, uri, namespaceCount, namespaces,
-                          attributeCount, defaultedCount, attributes);
 }
 
 void TuningFileParser::walkChildrenOf(xmlNodePtr root, bool freeThem) {
@@ -715,6 +578,24 @@ void TuningFileParser::diagnoseDataRow(xmlNodePtr node) {
     }
 }
 
+void TuningFileParser::skipChild(xmlNodePtr child, RecordKind holder, const char* where) {
+    RecordKind kind;
+    if (!parameter_kind_of(node_name(child), &kind) || kind == holder) {
+        diagnoseUnknownChild(child, where);
+        return;
+    }
+    // A value of another record kind has no column in this record's row; the record keeps
+    // its own values and goes on without it.
+    HeldWalkOutput::log(ANDROID_LOG_WARN,
+                        "<%s> at line %ld holds a %s parameter, which a %s does not hold; dropped",
+                        std::string(node_name(child)).c_str(), xmlGetLineNo(child),
+                        record_kind_name(kind), record_kind_name(holder));
+    diagnose(Severity::kWarning, child, [&] {
+        return "<" + std::string(node_name(child)) + "> holds a " + record_kind_name(kind) +
+               " parameter, which a " + record_kind_name(holder) + " does not hold; dropped";
+    });
+}
+
 void TuningFileParser::diagnoseUnknownChild(xmlNodePtr child, const char* where) {
     diagnose(Severity::kWarning, child, [&] {
         return "<" + std::string(node_name(child)) + "> is not read in " + where + "; ignored";
@@ -771,7 +652,7 @@ PresetType TuningFileParser::getIeqPresetTypeByName(const std::string& name) {
     if (name.find("balanced") != std::string::npos) return PRESET_BALANCED;
     if (name.find("warm") != std::string::npos) return PRESET_WARM;
     if (name.find("detailed") != std::string::npos) return PRESET_DETAILED;
-    walk_log(ANDROID_LOG_ERROR, "name is invalid, %d", kTagInvalidPresetName);
+    HeldWalkOutput::log(ANDROID_LOG_ERROR, "name is invalid, %d", kTagInvalidPresetName);
     return PRESET_OFF;
 }
 
@@ -815,7 +696,7 @@ void TuningFileParser::parsePreset(xmlNodePtr node) {
         }
     };
     if (type == kIeqType) {
-        auto preset = new IeqPreset(ieq_preset_type_by_id(id));
+        auto preset = std::make_unique<IeqPreset>(ieq_preset_type_by_id(id));
         if (mDiagnostics != nullptr && id.find("detailed") == std::string::npos &&
             id.find("balanced") == std::string::npos && id.find("warm") == std::string::npos &&
             id.find("off") == std::string::npos) {
@@ -841,11 +722,11 @@ void TuningFileParser::parsePreset(xmlNodePtr node) {
         }
         preset->set(ieq_frequency, string_2_int_vector(frequencies));
         preset->set(ieq_target, string_2_int_vector(levels));
-        mIeqPresets.insert(preset);
-        if (mDiagnostics != nullptr) mDiagnostics->recordRead(preset, xmlGetLineNo(node));
+        if (mDiagnostics != nullptr) mDiagnostics->recordRead(preset.get(), xmlGetLineNo(node));
+        mIeqPresets.insert(std::move(preset));
     } else if (type == kGeqType) {
         // A GEQ preset's id is the id of the profile it belongs to.
-        auto preset = new GeqPreset(std::atoi(id.c_str()));
+        auto preset = std::make_unique<GeqPreset>(std::atoi(id.c_str()));
         diagnoseNumber(node, "GEQ preset id", id, std::atoi(id.c_str()));
         for (xmlNodePtr band = node->children; band != nullptr; band = band->next) {
             if (!is_element(band)) continue;
@@ -860,8 +741,8 @@ void TuningFileParser::parsePreset(xmlNodePtr node) {
         }
         preset->set(geq_frequency, string_2_int_vector(frequencies));
         preset->set(geq_gain, string_2_int_vector(levels));
-        mGeqPresets.insert(preset);
-        if (mDiagnostics != nullptr) mDiagnostics->recordRead(preset, xmlGetLineNo(node));
+        if (mDiagnostics != nullptr) mDiagnostics->recordRead(preset.get(), xmlGetLineNo(node));
+        mGeqPresets.insert(std::move(preset));
     } else {
         diagnose(Severity::kError, node, [&] {
             return "preset '" + id + "' has type '" + type + "', neither ieq nor geq; dropped";
@@ -875,8 +756,9 @@ void TuningFileParser::parseProfile(xmlNodePtr node) {
 
     Slot data = first_element_child(node);
     if (data.kind != Slot::kElement) {
-        walk_log(ANDROID_LOG_ERROR, "Profile %d [%s] at line %ld dropped: %s", profileId,
-                 name.c_str(), xmlGetLineNo(node), slot_problem(data, "data block").c_str());
+        HeldWalkOutput::log(ANDROID_LOG_ERROR, "Profile %d [%s] at line %ld dropped: %s", profileId,
+                            name.c_str(), xmlGetLineNo(node),
+                            slot_problem(data, "data block").c_str());
         diagnose(Severity::kError, node, [&] {
             return "profile " + std::to_string(profileId) + " [" + name +
                    "] dropped: " + slot_problem(data, "data block");
@@ -900,8 +782,8 @@ void TuningFileParser::parseProfile(xmlNodePtr node) {
             });
         }
     } else if (include.kind == Slot::kBroken && is_element(include.node)) {
-        walk_log(ANDROID_LOG_WARN, "Profile %d [%s]: %s", profileId, name.c_str(),
-                 slot_problem(include, "include element").c_str());
+        HeldWalkOutput::log(ANDROID_LOG_WARN, "Profile %d [%s]: %s", profileId, name.c_str(),
+                            slot_problem(include, "include element").c_str());
         diagnose(Severity::kWarning, include.node, [&] {
             return "profile " + std::to_string(profileId) + ": " +
                    slot_problem(include, "include element") +
@@ -929,8 +811,10 @@ void TuningFileParser::parseProfile(xmlNodePtr node) {
                    "' names no IEQ preset type; the profile starts with the IEQ preset off";
         });
     }
-    auto profile = new Profile(profileId, name, getIeqPresetTypeByName(presetName));
-    mProfiles.insert(profile);
+    Profile* const profile =
+        mProfiles
+            .insert(std::make_unique<Profile>(profileId, name, getIeqPresetTypeByName(presetName)))
+            .first->get();
     if (mDiagnostics != nullptr) mDiagnostics->recordRead(profile, xmlGetLineNo(node));
     mProfileNames[profileId] = name;
     ++mNumOfProfiles;
@@ -945,7 +829,7 @@ void TuningFileParser::parseProfile(xmlNodePtr node) {
         }
         auto key = keys.find(childName);
         if (key == keys.end()) {
-            diagnoseUnknownChild(child, "a profile");
+            skipChild(child, RecordKind::Profile, "a profile");
             continue;
         }
         if (childName == kProfileDataRowKey) {
@@ -959,8 +843,10 @@ void TuningFileParser::parseProfile(xmlNodePtr node) {
 }
 
 void TuningFileParser::parseProfileEndpoint(xmlNodePtr node, int profileId) {
-    auto endpoint = new ProfileEndpoint(profileId, profile_endpoint(prop(node, kIdAttr)));
-    mProfileEndpoints.insert(endpoint);
+    ProfileEndpoint* const endpoint = mProfileEndpoints
+                                          .insert(std::make_unique<ProfileEndpoint>(
+                                              profileId, profile_endpoint(prop(node, kIdAttr))))
+                                          .first->get();
     if (mDiagnostics != nullptr) {
         mDiagnostics->recordRead(endpoint, xmlGetLineNo(node));
         diagnoseAttributes(node, {kIdAttr});
@@ -979,7 +865,7 @@ void TuningFileParser::parseProfileEndpoint(xmlNodePtr node, int profileId) {
             endpoint->set(key->second, {getNodeValue(child)});
             diagnoseSingleValue(child, getNodeValue(child));
         } else {
-            diagnoseUnknownChild(child, "a profile endpoint");
+            skipChild(child, RecordKind::ProfileEndpoint, "a profile endpoint");
         }
     }
 }
@@ -1020,7 +906,7 @@ void TuningFileParser::parseTuning(xmlNodePtr node) {
     // Device entries read so far stay even when the tuning is dropped: they name the tuning,
     // and the store keeps them apart from the tunings themselves.
     if (slot.kind == Slot::kMissing) {
-        walk_log(ANDROID_LOG_ERROR, "There is no <data> in Tuning section");
+        HeldWalkOutput::log(ANDROID_LOG_ERROR, "There is no <data> in Tuning section");
         diagnose(Severity::kError, node, [&] {
             return "tuning '" + name +
                    "' has no data block; dropped (its devices stay and name a tuning that does "
@@ -1029,8 +915,8 @@ void TuningFileParser::parseTuning(xmlNodePtr node) {
         return;
     }
     if (slot.kind == Slot::kBroken) {
-        walk_log(ANDROID_LOG_ERROR, "Tuning [%s] at line %ld dropped: %s", name.c_str(),
-                 xmlGetLineNo(node), slot_problem(slot, "data block").c_str());
+        HeldWalkOutput::log(ANDROID_LOG_ERROR, "Tuning [%s] at line %ld dropped: %s", name.c_str(),
+                            xmlGetLineNo(node), slot_problem(slot, "data block").c_str());
         diagnose(Severity::kError, node, [&] {
             return "tuning '" + name + "' dropped: " + slot_problem(slot, "data block");
         });
@@ -1050,13 +936,15 @@ void TuningFileParser::parseTuning(xmlNodePtr node) {
     }
     if (!parseTuningData(slot.node, tuning.get())) return;
     if (mDiagnostics != nullptr) mDiagnostics->recordRead(tuning.get(), xmlGetLineNo(node));
-    mTunings.insert(tuning.release());
+    mTunings.insert(std::move(tuning));
 }
 
 void TuningFileParser::parseDeviceTuning(xmlNodePtr node, const std::string& tuningName) {
-    auto deviceTuning =
-        new DeviceTuning(prop(node, kIdAttr), prop(node, kEndpointPortAttr), tuningName);
-    mDeviceTunings.insert(deviceTuning);
+    DeviceTuning* const deviceTuning =
+        mDeviceTunings
+            .insert(std::make_unique<DeviceTuning>(prop(node, kIdAttr),
+                                                   prop(node, kEndpointPortAttr), tuningName))
+            .first->get();
     if (mDiagnostics != nullptr) {
         mDiagnostics->recordRead(deviceTuning, xmlGetLineNo(node));
         diagnoseAttributes(node, {kIdAttr, kEndpointPortAttr});
@@ -1070,9 +958,9 @@ bool TuningFileParser::parseTuningData(xmlNodePtr data, Tuning* tuning) {
         const Slot& bad = optimizer.kind != Slot::kElement ? optimizer : regulator;
         const char* what = optimizer.kind != Slot::kElement ? "audio-optimizer band table"
                                                             : "regulator band table";
-        walk_log(ANDROID_LOG_ERROR, "Tuning [%s] at line %ld dropped: %s",
-                 tuning->getName().c_str(), xmlGetLineNo(data->parent),
-                 slot_problem(bad, what).c_str());
+        HeldWalkOutput::log(ANDROID_LOG_ERROR, "Tuning [%s] at line %ld dropped: %s",
+                            tuning->getName().c_str(), xmlGetLineNo(data->parent),
+                            slot_problem(bad, what).c_str());
         diagnose(Severity::kError, data->parent, [&] {
             return "tuning '" + tuning->getName() + "' dropped: " + slot_problem(bad, what);
         });
@@ -1086,9 +974,10 @@ bool TuningFileParser::parseTuningData(xmlNodePtr data, Tuning* tuning) {
         const auto table = entry.first;
         const char* const what = entry.second;
         if (is_parameter_element(node_name(table))) {
-            walk_log(ANDROID_LOG_WARN, "Tuning [%s]: <%s> at line %ld is read as the %s band table",
-                     tuning->getName().c_str(), std::string(node_name(table)).c_str(),
-                     xmlGetLineNo(table), what);
+            HeldWalkOutput::log(ANDROID_LOG_WARN,
+                                "Tuning [%s]: <%s> at line %ld is read as the %s band table",
+                                tuning->getName().c_str(), std::string(node_name(table)).c_str(),
+                                xmlGetLineNo(table), what);
             diagnose(Severity::kWarning, table, [&] {
                 return "<" + std::string(node_name(table)) + "> is read as the " + what +
                        " band table by its position; its own value is lost";
@@ -1169,7 +1058,7 @@ bool TuningFileParser::parseTuningData(xmlNodePtr data, Tuning* tuning) {
                 diagnoseSingleValue(child, getNodeValue(child));
             }
         } else {
-            diagnoseUnknownChild(child, "a tuning's data block");
+            skipChild(child, RecordKind::Tuning, "a tuning's data block");
         }
     }
     return true;

@@ -16,13 +16,16 @@
 #include "model/DeviceTuning.h"
 #include "model/GeqPreset.h"
 #include "model/IeqPreset.h"
+#include "model/Parameter.h"
 #include "model/PresetType.h"
 #include "model/Profile.h"
 #include "model/ProfileEndpoint.h"
 #include "model/Tuning.h"
 #include "tuning/DeviceData.h"
+#include "tuning/ReadLog.h"
 #include "tuning/TuningDiagnostics.h"
 #include "tuning/XmlDocHolder.h"
+#include "tuning/XmlLibraryUse.h"
 
 namespace velora {
 
@@ -76,6 +79,10 @@ class TuningFileParser {
     // The name of a profile read from the file; an unknown id is entered with an empty name.
     std::string getProfileName(int profileId);
 
+    // The lines the last read wrote to the log (libxml2's and the reader's own), for a
+    // caller that uses one read where two were made.
+    const ReadLog& getReadLog() const { return mReadLog; }
+
     std::string getFormatVersion() const { return mFormatVersion; }
     std::string getToolVersion() const { return mToolVersion; }
 
@@ -110,6 +117,9 @@ class TuningFileParser {
     void diagnoseSingleValue(xmlNodePtr node, int value);
     void diagnoseDataRow(xmlNodePtr node);
     void diagnoseUnknownChild(xmlNodePtr child, const char* where);
+    // Skips an element a record does not read: one that holds a parameter of another record
+    // kind is dropped with a warning naming it and its line; any other is reported unread.
+    void skipChild(xmlNodePtr child, RecordKind holder, const char* where);
 
     // The path check and the document check (read, has a root) of every read, with their
     // log lines and reports.
@@ -119,10 +129,6 @@ class TuningFileParser {
     // initXmlParser gives; a file that is not well-formed XML leaves the records as they were
     // and logs nothing of what was walked before the parse failed.
     int readWhileParsing();
-    // libxml2's start-of-element callback during readWhileParsing.
-    static void startElement(void* context, const xmlChar* localName, const xmlChar* prefix,
-                             const xmlChar* uri, int namespaceCount, const xmlChar** namespaces,
-                             int attributeCount, int defaultedCount, const xmlChar** attributes);
     // parseNode on every element child of `root` in order; with `freeThem`, every child goes.
     void walkChildrenOf(xmlNodePtr root, bool freeThem);
     void parseNode(xmlNodePtr node);
@@ -135,22 +141,26 @@ class TuningFileParser {
     void parseDeviceTuning(xmlNodePtr node, const std::string& tuningName);
     bool parseTuningData(xmlNodePtr data, Tuning* tuning);
 
+    // Declared first, so that it is released after the document.
+    XmlLibraryUse mLibrary;
     std::string mPath;
     XmlDocHolder mDoc;
     xmlNodePtr mRoot = nullptr;
     std::unique_ptr<DeviceData> mDeviceData;
     std::string mFormatVersion;
     std::string mToolVersion;
-    std::set<IeqPreset*> mIeqPresets;
-    std::set<GeqPreset*> mGeqPresets;
-    std::set<Profile*> mProfiles;
-    std::set<ProfileEndpoint*> mProfileEndpoints;
-    std::set<Tuning*> mTunings;
-    std::set<DeviceTuning*> mDeviceTunings;
+    // Ordered by address, as the views DeviceData gets.
+    std::set<std::unique_ptr<IeqPreset>> mIeqPresets;
+    std::set<std::unique_ptr<GeqPreset>> mGeqPresets;
+    std::set<std::unique_ptr<Profile>> mProfiles;
+    std::set<std::unique_ptr<ProfileEndpoint>> mProfileEndpoints;
+    std::set<std::unique_ptr<Tuning>> mTunings;
+    std::set<std::unique_ptr<DeviceTuning>> mDeviceTunings;
     std::map<int, std::string> mProfileNames;
     int mNumOfProfiles = 0;
     bool mParsed = false;
     TuningDiagnostics* mDiagnostics = nullptr;
+    ReadLog mReadLog;
 };
 
 }  // namespace velora

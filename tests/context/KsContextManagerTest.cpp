@@ -245,10 +245,24 @@ TEST_F(KsContextManagerTest, WithoutAUsableFileThereIsNoState) {
 }
 
 TEST_F(KsContextManagerTest, OemMergeAddsNewRowsAndDropsClashesWithTheDefaultFile) {
-    installDefault();
+    // A preset name that names no preset: reading the default file logs a line for it.
+    mRoot.write(SystemPaths::kDefaultTuningFile,
+                context_file_with(R"(<include preset="ieq_warm"/>)", R"(<include preset="x"/>)"));
     writeOem(kStandardOem);
     LogCapture log;
     KsContextManager manager;
+    // The merge's reading of the default file says again what the rebuild's reading said,
+    // after the OEM file is read and before the merge.
+    std::vector<std::string> readings[2];
+    int reading = 0;
+    for (const testing::LogLine& line : log.lines()) {
+        if (line.message.rfind("OEM tuning XML file completed deviceData = ", 0) == 0) reading = 1;
+        if (line.message.rfind("Num of parsed OEM tuning = ", 0) == 0) reading = 2;
+        if (line.tag == "TuningFileParser" && reading < 2)
+            readings[reading].push_back(line.message);
+    }
+    EXPECT_EQ(readings[0], std::vector<std::string>{"name is invalid, 271"}) << log.dump();
+    EXPECT_EQ(readings[1], readings[0]) << log.dump();
     const std::pair<int, std::string> lines[] = {
         {ANDROID_LOG_DEBUG, "Try to load OEM tuning XML file from " + oemPath()},
         {ANDROID_LOG_DEBUG, "Num of parsed OEM tuning = 3"},

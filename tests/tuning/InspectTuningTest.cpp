@@ -149,6 +149,11 @@ TEST_F(InspectTuningTest, LintReportsWhatTheReaderDoesWithItsLine) {
          "6: warning: <includes> stands where <include> belongs", 0},
         {profile + enable + close.substr(0, close.size() - 5) + profile.substr(4) + enable + close,
          "8: warning: profile id 0 is also given at line 2", 0},
+        // A value of another record kind is dropped, and each such element is named.
+        {profile + enable + "      <bass-enhancer-enable value=\"1\"/>\n" + close,
+         "5: warning: <bass-enhancer-enable> holds a profile endpoint parameter, which a "
+         "profile does not hold; dropped",
+         0},
         {"<t>\n  <preset id=\"x\" type=\"peq\"/>\n</t>\n",
          "2: error: preset 'x' has type 'peq', neither ieq nor geq; dropped", 2},
         {"<t>\n  <profile>\n</t>\n", "4: error: not readable as XML", 2},
