@@ -12,22 +12,22 @@
 #include <benchmark/benchmark.h>
 #include <signal.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
 
 #include <string>
 
 #include "bench/BenchEnvironment.h"
-#include "bench/BenchRoot.h"
-#include "bench/ChildProcess.h"
 #include "bench/Registrar.h"
 #include "bench/Samples.h"
 #include "common/SystemPaths.h"
+#include "testutil/TempRoot.h"
+#include "testutil/ToolProcess.h"
 
 namespace velora::bench {
 
 namespace {
 
-constexpr std::chrono::milliseconds kReadyTimeout{30000};
+constexpr std::chrono::seconds kReadyTimeout{30};
+constexpr std::chrono::seconds kStopTimeout{60};
 
 void velorad_rss(benchmark::State& state, int scale) {
     BenchEnvironment& env = BenchEnvironment::get();
@@ -42,26 +42,29 @@ void velorad_rss(benchmark::State& state, int scale) {
     }
     long peakKib = 0, idleKib = 0, anonKib = 0;
     for (auto _ : state) {
-        BenchRoot root;
+        testing::TempRoot root;
         root.install(env.tuningFile(scale), SystemPaths::kDefaultTuningFile);
         root.install(env.oemFile(), SystemPaths::kOemTuningFile);
-        ChildProcess daemon;
-        if (!daemon.start({env.velorad(), "--root", root.path()}) ||
+        testing::ToolProcess daemon;
+        if (!daemon.start({env.velorad(), "--root", root.path()}, "/dev/null") ||
             !daemon.waitForLine("velorad ready", kReadyTimeout)) {
             state.SkipWithError("velorad did not get ready");
             return;
         }
         idleKib = daemon.statusKib("VmRSS");
-        bool applied =
-            ChildProcess::run({veloractl, "--root", root.path(), "set", "0", "ieq-amount", "8"});
+        const bool applied =
+            testing::run_tool({veloractl, "--root", root.path(), "set", "0", "ieq-amount", "8"},
+                              root.path())
+                .status == 0;
         anonKib = daemon.statusKib("RssAnon");
         struct rusage usage = {};
-        int status = daemon.finish(SIGTERM, &usage);
+        daemon.signal(SIGTERM);
+        const int status = daemon.wait(kStopTimeout, &usage);
         if (!applied) {
             state.SkipWithError("veloractl could not write through velorad");
             return;
         }
-        if (status < 0 || !WIFEXITED(status) || WEXITSTATUS(status) != 0) {
+        if (status != 0) {
             state.SkipWithError("velorad did not stop cleanly");
             return;
         }

@@ -13,7 +13,6 @@
 #include <string>
 
 #include "bench/BenchEnvironment.h"
-#include "bench/BenchRoot.h"
 #include "bench/RawDatabase.h"
 #include "bench/Registrar.h"
 #include "bench/Samples.h"
@@ -21,6 +20,7 @@
 #include "context/KsContextManager.h"
 #include "service/KsManager.h"
 #include "store/Provider.h"
+#include "testutil/TempRoot.h"
 
 namespace velora::bench {
 
@@ -37,7 +37,7 @@ std::string database_path() {
 
 // A started settings system with its facade, on a root of its own.
 struct Saver {
-    BenchRoot root;
+    testing::TempRoot root;
     std::unique_ptr<KsContextManager> contextManager;
     std::unique_ptr<KsManager> manager;
 
@@ -96,7 +96,7 @@ void save_floor(benchmark::State& state, int scale) {
         saver.manager->saveKsStateAndSettings();
         rows = RawDatabase::capture(database_path());
     }
-    BenchRoot root;
+    testing::TempRoot root;
     std::string path = database_path();
     if (!RawDatabase::insertAll(rows, path)) {
         state.SkipWithError("raw insert failed");

@@ -9,8 +9,8 @@
 #include <chrono>
 #include <memory>
 
-#include "bench/BenchRoot.h"
 #include "bench/CallbackHub.h"
+#include "testutil/TempRoot.h"
 
 namespace android {
 class VeloraManagerService;
@@ -52,7 +52,7 @@ class ServiceFixture {
     bool start();
 
     const int mScale;
-    BenchRoot mRoot;
+    testing::TempRoot mRoot;
     std::unique_ptr<KsContextManager> mManager;
     android::sp<android::VeloraManagerService> mService;
     CallbackHub mHub;

@@ -16,13 +16,13 @@
 #include <string>
 
 #include "bench/BenchEnvironment.h"
-#include "bench/BenchRoot.h"
 #include "bench/RawDatabase.h"
 #include "bench/Registrar.h"
 #include "bench/Samples.h"
 #include "common/SystemPaths.h"
 #include "context/KsContextManager.h"
 #include "store/Provider.h"
+#include "testutil/TempRoot.h"
 
 namespace velora::bench {
 
@@ -36,7 +36,7 @@ std::string database_path() {
 }
 
 // A root with the tuning file of the scale as the shipped default and the OEM extra file.
-void install_files(const BenchRoot& root, int scale) {
+void install_files(const testing::TempRoot& root, int scale) {
     root.install(BenchEnvironment::get().tuningFile(scale), SystemPaths::kDefaultTuningFile);
     root.install(BenchEnvironment::get().oemFile(), SystemPaths::kOemTuningFile);
 }
@@ -46,7 +46,7 @@ const RawDatabase::Snapshot& rows_of_first_start(int scale) {
     static std::map<int, RawDatabase::Snapshot> snapshots;
     auto it = snapshots.find(scale);
     if (it != snapshots.end()) return it->second;
-    BenchRoot root;
+    testing::TempRoot root;
     install_files(root, scale);
     { KsContextManager manager; }
     return snapshots[scale] = RawDatabase::capture(database_path());
@@ -81,7 +81,7 @@ __attribute__((noinline)) long start_again_floor(const RawDatabase::Snapshot& ro
 void cold_start(benchmark::State& state, int scale) {
     Samples samples;
     for (auto _ : state) {
-        BenchRoot root;
+        testing::TempRoot root;
         install_files(root, scale);
         Clock::time_point start = Clock::now();
         auto manager = start_settings_system();
@@ -108,7 +108,7 @@ void cold_start_floor(benchmark::State& state, int scale) {
     std::string oemFile = BenchEnvironment::get().oemFile();
     Samples samples;
     for (auto _ : state) {
-        BenchRoot root;
+        testing::TempRoot root;
         std::string path = database_path();
         Clock::time_point start = Clock::now();
         bool ok = first_start_floor(tuningFile, oemFile, rows, path);
@@ -125,7 +125,7 @@ void cold_start_floor(benchmark::State& state, int scale) {
 }
 
 void warm_start(benchmark::State& state, int scale) {
-    BenchRoot root;
+    testing::TempRoot root;
     install_files(root, scale);
     { KsContextManager first; }
     Samples samples;
@@ -148,7 +148,7 @@ void warm_start(benchmark::State& state, int scale) {
 // Opens the database a first start left and reads every row of every table.
 void warm_start_floor(benchmark::State& state, int scale) {
     const RawDatabase::Snapshot& rows = rows_of_first_start(scale);
-    BenchRoot root;
+    testing::TempRoot root;
     std::string path = database_path();
     if (!RawDatabase::insertAll(rows, path)) {
         state.SkipWithError("raw insert failed");

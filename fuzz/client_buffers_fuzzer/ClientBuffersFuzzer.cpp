@@ -37,7 +37,7 @@ using android::VeloraManagerService;
 using android::hardware::hidl_vec;
 using android::hardware::Return;
 using velora::fuzz::FuzzInput;
-using velora::fuzz::FuzzRoot;
+using velora::testing::TempRoot;
 
 namespace {
 
@@ -73,14 +73,14 @@ class MarkerClient : public VeloraManagerService::IKptCallbacks {
     uint32_t mSeen = 0;
 };
 
-bool install_example(const FuzzRoot& root) {
-    root.copy("examples/multimedia_velora_kiv_default.xml",
-              velora::SystemPaths::kDefaultTuningFile);
+bool install_example(const TempRoot& root) {
+    root.install("examples/multimedia_velora_kiv_default.xml",
+                 velora::SystemPaths::kDefaultTuningFile);
     return true;
 }
 
 struct Service {
-    FuzzRoot root;
+    TempRoot& root = velora::fuzz::process_root();
     // Before the manager: it starts the settings system as it is constructed.
     bool installed = install_example(root);
     velora::KsContextManager manager;

@@ -10,9 +10,6 @@
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
-
-#include "common/SystemPaths.h"
 
 namespace velora::fuzz {
 
@@ -22,8 +19,6 @@ namespace {
 
 void drop_message(const struct __android_logger_data*, const char*) {}
 
-// The targets keep their root for the whole process and never destroy it (the service may
-// still run when statics go); the folder goes when the process ends normally.
 std::string gRootToRemove;
 
 void remove_root_at_exit() {
@@ -40,42 +35,15 @@ void quiet_log() {
     __android_log_set_minimum_priority(ANDROID_LOG_VERBOSE);
 }
 
-FuzzRoot::FuzzRoot() {
-    std::error_code error;
-    fs::path base =
-        fs::is_directory("/dev/shm", error) ? fs::path("/dev/shm") : fs::temp_directory_path();
-    std::string templ = (base / "velora-fuzz-XXXXXX").string();
-    if (mkdtemp(templ.data()) == nullptr) abort();
-    mPath = templ;
-    for (const char* dir : {"/odm/etc/velora", "/data/vendor/multimedia", "/data/vendor/velora"}) {
-        fs::create_directories(mPath + dir);
-    }
-    SystemPaths::setRoot(mPath);
-    if (gRootToRemove.empty()) {
-        gRootToRemove = mPath;
+testing::TempRoot& process_root() {
+    static testing::TempRoot* root = [] {
+        quiet_log();
+        auto* made = new testing::TempRoot(testing::TempRoot::Storage::kMemory);
+        gRootToRemove = made->path();
         atexit(remove_root_at_exit);
-    }
-}
-
-FuzzRoot::~FuzzRoot() {
-    SystemPaths::setRoot("/");
-    std::error_code ignored;
-    fs::remove_all(mPath, ignored);
-}
-
-void FuzzRoot::write(const std::string& devicePath, const uint8_t* data, size_t size) const {
-    std::ofstream out(hostPath(devicePath), std::ios::binary | std::ios::trunc);
-    out.write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
-}
-
-void FuzzRoot::copy(const std::string& sourceFile, const std::string& devicePath) const {
-    fs::copy_file(source_dir() + "/" + sourceFile, hostPath(devicePath),
-                  fs::copy_options::overwrite_existing);
-}
-
-void FuzzRoot::remove(const std::string& devicePath) const {
-    std::error_code ignored;
-    fs::remove(hostPath(devicePath), ignored);
+        return made;
+    }();
+    return *root;
 }
 
 uint8_t FuzzInput::byte() { return mPos < mSize ? mData[mPos++] : 0; }
@@ -96,7 +64,5 @@ std::string FuzzInput::bytes(size_t count) {
 std::string FuzzInput::piece(size_t limit) { return bytes(std::min<size_t>(byte(), limit)); }
 
 std::string FuzzInput::rest() { return bytes(remaining()); }
-
-std::string source_dir() { return VELORA_SOURCE_DIR; }
 
 }  // namespace velora::fuzz

@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <string>
 
+#include "testutil/TempRoot.h"
+
 namespace velora::fuzz {
 
 // Quiets the platform log for the whole process while keeping every message formatted: the
@@ -16,25 +18,10 @@ namespace velora::fuzz {
 // would cost more than the service's own work. VELORA_FUZZ_LOG=1 keeps the normal output.
 void quiet_log();
 
-// A filesystem root of its own for the process, with the service's folders, removed at exit.
-// It lives in /dev/shm when that exists: every input writes files, and a memory file system
-// keeps the fuzzer's speed independent of the disk.
-class FuzzRoot {
-  public:
-    FuzzRoot();
-    ~FuzzRoot();
-    FuzzRoot(const FuzzRoot&) = delete;
-    FuzzRoot& operator=(const FuzzRoot&) = delete;
-
-    const std::string& path() const { return mPath; }
-    std::string hostPath(const std::string& devicePath) const { return mPath + devicePath; }
-    void write(const std::string& devicePath, const uint8_t* data, size_t size) const;
-    void copy(const std::string& sourceFile, const std::string& devicePath) const;
-    void remove(const std::string& devicePath) const;
-
-  private:
-    std::string mPath;
-};
+// The process's filesystem root, with the service's folders, made in memory on first use
+// (after quiet_log). It is never destroyed, since the service may still run when statics go;
+// the folder is removed when the process ends normally.
+testing::TempRoot& process_root();
 
 // Reads an input front to back; past its end every read gives zeros or nothing.
 class FuzzInput {
@@ -54,8 +41,5 @@ class FuzzInput {
     size_t mSize;
     size_t mPos = 0;
 };
-
-// The folder holding the sources, for the example files the targets start from.
-std::string source_dir();
 
 }  // namespace velora::fuzz

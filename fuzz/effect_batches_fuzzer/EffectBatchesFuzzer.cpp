@@ -26,19 +26,12 @@
 #include "effect/PexEffect.h"
 
 using velora::fuzz::FuzzInput;
-using velora::fuzz::FuzzRoot;
+using velora::fuzz::process_root;
+using velora::testing::TempRoot;
 
 namespace {
 
 const char* const kForeignFile = "/data/vendor/velora/foreign-pexparams.bin";
-
-FuzzRoot& root() {
-    static FuzzRoot* instance = [] {
-        velora::fuzz::quiet_log();
-        return new FuzzRoot();
-    }();
-    return *instance;
-}
 
 volatile int32_t gSink;
 
@@ -70,8 +63,8 @@ void walk_batch(const std::string& bytes) {
     }
 }
 
-void read_file(FuzzRoot& fuzzRoot, const std::string& bytes, bool changedOnly) {
-    fuzzRoot.write(kForeignFile, reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size());
+void read_file(TempRoot& fuzzRoot, const std::string& bytes, bool changedOnly) {
+    fuzzRoot.write(kForeignFile, bytes);
     android::PexParamFileReader reader(fuzzRoot.hostPath(kForeignFile));
     android::KeyedVector<uint32_t, android::PexParamCache*> devices;
     int generation = 0;
@@ -82,7 +75,7 @@ void read_file(FuzzRoot& fuzzRoot, const std::string& bytes, bool changedOnly) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    FuzzRoot& fuzzRoot = root();
+    TempRoot& fuzzRoot = process_root();
     FuzzInput in(data, size);
     const uint8_t kind = in.byte();
     if ((kind & 1) == 0) {

@@ -37,21 +37,14 @@
 #include "store/TableType.h"
 #include "tuning/TuningFileParser.h"
 
-using velora::fuzz::FuzzRoot;
+using velora::fuzz::process_root;
+using velora::testing::TempRoot;
 
 namespace {
 
 constexpr char kRowSeparator = '\x1e';
 constexpr char kFieldSeparator = '\x1f';
 const std::string kNull("\x1d");
-
-FuzzRoot& root() {
-    static FuzzRoot* instance = [] {
-        velora::fuzz::quiet_log();
-        return new FuzzRoot();
-    }();
-    return *instance;
-}
 
 std::vector<std::string> split(const std::string& text, char separator) {
     std::vector<std::string> pieces;
@@ -112,17 +105,17 @@ std::string read_file(const std::string& path) {
 // The bytes of a database built from the example tuning file, made once.
 const std::string& rebuilt_example(const std::string& database) {
     static const std::string* bytes = [&database] {
-        root().remove(database);
+        process_root().remove(database);
         {
             velora::TuningFileParser parser;
             velora::Provider provider;
-            if (parser.setTuningFile(velora::fuzz::source_dir() +
+            if (parser.setTuningFile(TempRoot::sourceDir() +
                                      "/examples/multimedia_velora_kiv_default.xml") == 0 &&
                 parser.getDeviceData() != nullptr) {
                 provider.populate(*parser.getDeviceData());
             }
         }
-        return new std::string(read_file(root().hostPath(database)));
+        return new std::string(read_file(process_root().hostPath(database)));
     }();
     return *bytes;
 }
@@ -143,7 +136,7 @@ void load_and_save() {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    FuzzRoot& fuzzRoot = root();
+    TempRoot& fuzzRoot = process_root();
     const std::string database =
         std::string(velora::SystemPaths::kDatabaseDir) + velora::Provider::kDatabaseFileName;
     const std::string& rebuilt = rebuilt_example(database);
@@ -164,7 +157,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     load_and_save();
 
     fuzzRoot.remove(database);
-    fuzzRoot.write(database, reinterpret_cast<const uint8_t*>(rebuilt.data()), rebuilt.size());
+    fuzzRoot.write(database, rebuilt);
     {
         velora::DatabaseHelper fresh(velora::Provider::kDatabaseFileName);
         fresh.beginTransaction();

@@ -21,17 +21,10 @@
 #include "tuning/DeviceData.h"
 #include "tuning/TuningFileParser.h"
 
-using velora::fuzz::FuzzRoot;
+using velora::fuzz::process_root;
+using velora::testing::TempRoot;
 
 namespace {
-
-FuzzRoot& root() {
-    static FuzzRoot* instance = [] {
-        velora::fuzz::quiet_log();
-        return new FuzzRoot();
-    }();
-    return *instance;
-}
 
 void load_back(velora::Provider& provider) {
     for (int id = 0; id < provider.getNumOfProfiles(); ++id) {
@@ -59,10 +52,11 @@ void load_back(velora::Provider& provider) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    FuzzRoot& fuzzRoot = root();
+    TempRoot& fuzzRoot = process_root();
     const std::string database =
         std::string(velora::SystemPaths::kDatabaseDir) + velora::Provider::kDatabaseFileName;
-    fuzzRoot.write(velora::SystemPaths::kDefaultTuningFile, data, size);
+    fuzzRoot.write(velora::SystemPaths::kDefaultTuningFile,
+                   std::string(reinterpret_cast<const char*>(data), size));
     fuzzRoot.remove(database);
 
     velora::TuningFileParser parser;

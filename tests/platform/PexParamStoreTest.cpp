@@ -8,7 +8,6 @@
 #include <pexparamstorage/PexParamStore.h>
 #include <stdio.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 
 #include <atomic>
 #include <chrono>
@@ -22,6 +21,7 @@
 #include "common/SystemPaths.h"
 #include "testutil/LogCapture.h"
 #include "testutil/TempRoot.h"
+#include "testutil/ToolProcess.h"
 
 #ifndef PEXPARAM_TEST_PROCESS
 #error "PEXPARAM_TEST_PROCESS must name the helper program"
@@ -65,17 +65,10 @@ void commit_numbered(PexParamStore& store, int commit) {
     ASSERT_EQ(0, store.commitChange());
 }
 
-// Runs the helper program in a process of its own, its standard output on a pipe.
-FILE* start_helper(const std::string& args) {
-    return popen((std::string(PEXPARAM_TEST_PROCESS) + " " + args).c_str(), "r");
-}
-
-// Waits for the helper's end; returns its exit status and the rest of its output.
-int finish_helper(FILE* helper, std::string* rest) {
-    char line[256];
-    while (fgets(line, sizeof(line), helper) != nullptr) *rest += line;
-    const int status = pclose(helper);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : 128;
+// The helper program with its arguments, run in a process of its own.
+std::vector<std::string> helper(std::vector<std::string> args) {
+    args.insert(args.begin(), PEXPARAM_TEST_PROCESS);
+    return args;
 }
 
 class PexParamStoreTest : public ::testing::Test {
@@ -371,11 +364,12 @@ TEST_F(PexParamStoreTest, ReaderRefusesWhatIsNotAParameterFile) {
 TEST_F(PexParamStoreTest, ReadersHereAndInAnotherProcessNeverSeeATornCommit) {
     commit_numbered(store, 1);
     constexpr int kLast = 1000;
-    FILE* other = start_helper("read '" + store.getPublishedPath() + "' " + std::to_string(kLast));
-    ASSERT_NE(nullptr, other);
-    char line[256] = {};
-    ASSERT_NE(nullptr, fgets(line, sizeof(line), other));
-    ASSERT_STREQ("ready\n", line);  // the reader has mapped the file
+    velora::testing::ToolProcess other;
+    ASSERT_TRUE(other.start(helper({"read", store.getPublishedPath(), std::to_string(kLast)}),
+                            "/dev/null"));
+    std::string line;
+    ASSERT_TRUE(other.readLine(&line, std::chrono::seconds(20)));
+    ASSERT_EQ("ready", line);  // the reader has mapped the file
     std::atomic<bool> done{false};
     std::atomic<int> torn{0}, reads{0};
     std::thread reader([&] {
@@ -394,19 +388,18 @@ TEST_F(PexParamStoreTest, ReadersHereAndInAnotherProcessNeverSeeATornCommit) {
     EXPECT_EQ(0, torn.load());
     EXPECT_GT(reads.load(), 0);
 
-    std::string output;
-    EXPECT_EQ(0, finish_helper(other, &output)) << output;
+    const std::string output = other.readRest(std::chrono::seconds(60));
+    EXPECT_EQ(0, other.wait(std::chrono::seconds(10))) << output;
     EXPECT_EQ(0u, output.find("ok ")) << output;
 }
 
 TEST_F(PexParamStoreTest, CommitsOfTwoProcessesAddUp) {
     ASSERT_EQ(0, set(kSpeaker, kVol, {1}));
     ASSERT_EQ(0, store.commitChange());
-    std::string output;
-    FILE* other = start_helper("commit '" + root.path() + "' " + std::to_string(kHeadphone) + " " +
-                               std::to_string(kVol) + " 2 3");
-    ASSERT_NE(nullptr, other);
-    ASSERT_EQ(0, finish_helper(other, &output)) << output;
+    const velora::testing::ToolResult other = velora::testing::run_tool(
+        helper({"commit", root.path(), std::to_string(kHeadphone), std::to_string(kVol), "2", "3"}),
+        root.path());
+    ASSERT_EQ(0, other.status) << other.out << other.err;
 
     // The other process's commit is seen here, and this process's next commit keeps it.
     int generation = 0;

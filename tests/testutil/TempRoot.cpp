@@ -16,8 +16,12 @@ namespace velora::testing {
 
 namespace fs = std::filesystem;
 
-TempRoot::TempRoot() {
-    std::string templ = (fs::temp_directory_path() / "velora-test-XXXXXX").string();
+TempRoot::TempRoot(Storage storage) {
+    std::error_code error;
+    const fs::path base = storage == Storage::kMemory && fs::is_directory("/dev/shm", error)
+                              ? fs::path("/dev/shm")
+                              : fs::temp_directory_path();
+    std::string templ = (base / "velora-test-XXXXXX").string();
     char* made = mkdtemp(templ.data());
     if (made == nullptr) abort();
     mPath = made;
@@ -37,10 +41,11 @@ std::string TempRoot::hostPath(const std::string& devicePath) const { return mPa
 
 std::string TempRoot::sourceDir() { return VELORA_SOURCE_DIR; }
 
-void TempRoot::install(const std::string& sourceFile, const std::string& devicePath) const {
+void TempRoot::install(const std::string& file, const std::string& devicePath) const {
     fs::path target = hostPath(devicePath);
     fs::create_directories(target.parent_path());
-    fs::copy_file(sourceDir() + "/" + sourceFile, target, fs::copy_options::overwrite_existing);
+    const std::string from = !file.empty() && file[0] == '/' ? file : sourceDir() + "/" + file;
+    fs::copy_file(from, target, fs::copy_options::overwrite_existing);
 }
 
 void TempRoot::write(const std::string& devicePath, const std::string& text) const {
@@ -49,6 +54,13 @@ void TempRoot::write(const std::string& devicePath, const std::string& text) con
     std::ofstream out(target, std::ios::binary | std::ios::trunc);
     out << text;
 }
+
+void TempRoot::remove(const std::string& devicePath) const {
+    std::error_code ignored;
+    fs::remove(hostPath(devicePath), ignored);
+}
+
+void TempRoot::activate() const { SystemPaths::setRoot(mPath); }
 
 void TempRoot::setMtime(const std::string& devicePath, long seconds) const {
     struct utimbuf times = {seconds, seconds};

@@ -20,7 +20,7 @@
 #include <thread>
 #include <vector>
 
-#include "DaemonRoot.h"
+#include "testutil/DaemonRoot.h"
 #include "common/SystemPaths.h"
 #include "velora.grpc.pb.h"
 

@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "DaemonRoot.h"
+#include "testutil/DaemonRoot.h"
 
 namespace velora::testing {
 namespace {

@@ -20,8 +20,7 @@
 #include <vector>
 
 #include "common/SystemPaths.h"
-#include "testutil/TempRoot.h"
-#include "tools/ToolProcess.h"
+#include "testutil/DaemonRoot.h"
 #include "velora.grpc.pb.h"
 
 #ifndef VELORAD_PATH
@@ -65,61 +64,26 @@ std::string hex(const std::vector<int32_t>& words) { return hex_text(bytes_of(wo
 // client to talk to it.
 class VeloradTest : public ::testing::Test {
   protected:
-    void SetUp() override {
-        mRoot = std::make_unique<TempRoot>();
-        mRoot->install("examples/multimedia_velora_kiv_default.xml",
-                       SystemPaths::kDefaultTuningFile);
-        mRoot->install("examples/kiv-extra.xml", SystemPaths::kOemTuningFile);
-        mSocket = mRoot->path() + "/test.sock";
-        mLog = mRoot->path() + "/velorad.log";
-    }
-
     void TearDown() override {
         // Whatever a test did, the daemon still shuts down cleanly (and, in sanitizer builds,
         // without a report, which would change its exit status).
-        if (mDaemon && mDaemon->running()) {
+        if (mDaemon->running()) {
             EXPECT_EQ(0, stopDaemon()) << daemonLog();
         }
     }
 
     void startDaemon(const std::vector<std::string>& extra = {}) {
-        mDaemon = std::make_unique<ToolProcess>();
-        std::vector<std::string> args = {VELORAD_PATH, "--root", mRoot->path(), "--socket",
-                                         mSocket};
-        args.insert(args.end(), extra.begin(), extra.end());
-        ASSERT_TRUE(mDaemon->start(args, mLog));
-        std::string line;
-        ASSERT_TRUE(mDaemon->readLine(&line, kStartTimeout)) << daemonLog();
-        ASSERT_EQ(0u, line.rfind("velorad ready", 0)) << line;
+        ASSERT_TRUE(mDaemon->start(extra)) << daemonLog();
     }
-
-    int stopDaemon(int sig = SIGTERM) {
-        mDaemon->signal(sig);
-        return mDaemon->wait(kStartTimeout);
-    }
-
-    std::string daemonLog() const { return read_file(mLog); }
-
-    // Waits until the daemon's log holds the text.
-    bool waitForLog(const std::string& text) {
-        const auto deadline = std::chrono::steady_clock::now() + kEventTimeout;
-        while (std::chrono::steady_clock::now() < deadline) {
-            if (daemonLog().find(text) != std::string::npos) return true;
-            std::this_thread::sleep_for(10ms);
-        }
-        return false;
-    }
-
+    int stopDaemon(int sig = SIGTERM) { return mDaemon->stop(sig); }
+    std::string daemonLog() const { return mDaemon->daemonLog(); }
+    bool waitForLog(const std::string& text) { return mDaemon->waitForLog(text, kEventTimeout); }
     std::vector<std::string> ctlArgs(const std::vector<std::string>& args) const {
-        std::vector<std::string> all = {VELORACTL_PATH, "--socket", mSocket, "--root",
-                                        mRoot->path()};
-        all.insert(all.end(), args.begin(), args.end());
-        return all;
+        return mDaemon->ctlArgs(args);
     }
-
-    ToolResult ctl(const std::vector<std::string>& args) {
-        return run_tool(ctlArgs(args), mRoot->path());
-    }
+    ToolResult ctl(const std::vector<std::string>& args) { return mDaemon->ctl(args); }
+    TempRoot& root() { return mDaemon->root(); }
+    const std::string& socket() const { return mDaemon->socket(); }
 
     // The "values" of a --json get or set, as text ("16" or "1,2,...").
     std::string values(const std::vector<std::string>& args) {
@@ -130,13 +94,10 @@ class VeloradTest : public ::testing::Test {
 
     std::unique_ptr<rpc::VeloraManager::Stub> stub() const {
         return rpc::VeloraManager::NewStub(
-            grpc::CreateChannel("unix:" + mSocket, grpc::InsecureChannelCredentials()));
+            grpc::CreateChannel("unix:" + socket(), grpc::InsecureChannelCredentials()));
     }
 
-    std::unique_ptr<TempRoot> mRoot;
-    std::string mSocket;
-    std::string mLog;
-    std::unique_ptr<ToolProcess> mDaemon;
+    std::unique_ptr<DaemonRoot> mDaemon = std::make_unique<DaemonRoot>();
 };
 
 // A `veloractl watch --json` in the background.
@@ -171,7 +132,7 @@ class Watcher {
 TEST_F(VeloradTest, StartsOnOwnerOnlySocketAndAnswersStatus) {
     startDaemon({"--verbose"});
     struct stat st {};
-    ASSERT_EQ(0, stat(mSocket.c_str(), &st));
+    ASSERT_EQ(0, stat(socket().c_str(), &st));
     EXPECT_TRUE(S_ISSOCK(st.st_mode));
     EXPECT_EQ(0600u, st.st_mode & 0777);
 
@@ -196,14 +157,14 @@ TEST_F(VeloradTest, StartsOnOwnerOnlySocketAndAnswersStatus) {
 TEST_F(VeloradTest, OneDaemonPerRootAndSocketButStaleSocketIsReplaced) {
     startDaemon();
     ToolResult sameRoot =
-        run_tool({VELORAD_PATH, "--root", mRoot->path(), "--socket", mRoot->path() + "/other.sock"},
-                 mRoot->path());
+        run_tool({VELORAD_PATH, "--root", root().path(), "--socket", root().path() + "/other.sock"},
+                 root().path());
     EXPECT_EQ(1, sameRoot.status);
     EXPECT_NE(std::string::npos, sameRoot.err.find("already running on root")) << sameRoot.err;
 
     TempRoot otherRoot;
     ToolResult sameSocket =
-        run_tool({VELORAD_PATH, "--root", otherRoot.path(), "--socket", mSocket}, mRoot->path());
+        run_tool({VELORAD_PATH, "--root", otherRoot.path(), "--socket", socket()}, root().path());
     EXPECT_EQ(1, sameSocket.status);
     EXPECT_NE(std::string::npos, sameSocket.err.find("another velorad answers on"))
         << sameSocket.err;
@@ -211,7 +172,7 @@ TEST_F(VeloradTest, OneDaemonPerRootAndSocketButStaleSocketIsReplaced) {
     // Killed outright, the daemon leaves its socket behind; the next start clears it.
     EXPECT_EQ(128 + SIGKILL, stopDaemon(SIGKILL));
     struct stat st {};
-    ASSERT_EQ(0, stat(mSocket.c_str(), &st));
+    ASSERT_EQ(0, stat(socket().c_str(), &st));
     startDaemon();
     EXPECT_TRUE(waitForLog("removed the stale socket")) << daemonLog();
     EXPECT_EQ(0, ctl({"status"}).status);
@@ -228,22 +189,22 @@ TEST_F(VeloradTest, UnreachableDaemonIsReportedWithItsOwnExitStatus) {
 }
 
 TEST_F(VeloradTest, AServiceThatCannotStartSaysWhichFileIsAtFault) {
-    std::filesystem::remove(mRoot->hostPath(SystemPaths::kDefaultTuningFile));
+    std::filesystem::remove(root().hostPath(SystemPaths::kDefaultTuningFile));
     startDaemon();
     ToolResult result = ctl({"status"});
     EXPECT_EQ(1, result.status);
     EXPECT_NE(std::string::npos,
               result.err.find("not initialised: the tuning file " +
-                              mRoot->hostPath(SystemPaths::kDefaultTuningFile) + " does not exist"))
+                              root().hostPath(SystemPaths::kDefaultTuningFile) + " does not exist"))
         << result.err;
 }
 
 TEST_F(VeloradTest, EveryWatcherReceivesEveryChangeAsTheAppliedSetBuffer) {
     startDaemon();
     Watcher first(ctlArgs({"watch", "--json", "--uid", std::to_string(kUidBase + 5000)}),
-                  mRoot->path() + "/w1.err");
+                  root().path() + "/w1.err");
     Watcher second(ctlArgs({"watch", "--json", "--uid", std::to_string(kUidBase + 6000)}),
-                   mRoot->path() + "/w2.err");
+                   root().path() + "/w2.err");
 
     ASSERT_EQ(0, ctl({"off"}).status);
     ASSERT_EQ(0, ctl({"on"}).status);
@@ -320,7 +281,7 @@ TEST_F(VeloradTest, ChangeThatCannotBeSavedIsSaidSoAndSavedOnceTheDatabaseIsFree
     ASSERT_EQ(0, ctl({"status"}).status);
     // Another process holds the database while the change is made.
     sqlite3* other = nullptr;
-    const std::string db = mRoot->hostPath(SystemPaths::kDatabaseDir) + "kiv_sqlite3.db";
+    const std::string db = root().hostPath(SystemPaths::kDatabaseDir) + "kiv_sqlite3.db";
     ASSERT_EQ(SQLITE_OK, sqlite3_open(db.c_str(), &other));
     ASSERT_EQ(SQLITE_OK, sqlite3_exec(other, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr));
     ToolResult refused = ctl({"set", "0", "ieq-amount", "9"});
@@ -372,8 +333,8 @@ TEST_F(VeloradTest, KilledWatcherIsDroppedAndTheOthersKeepReceiving) {
     const std::string doomedUid = std::to_string(kUidBase + 7000);
     const std::string survivorUid = std::to_string(kUidBase + 8000);
     Watcher doomed(ctlArgs({"watch", "--json", "--uid", doomedUid, "--type", "1"}),
-                   mRoot->path() + "/w1.err");
-    Watcher survivor(ctlArgs({"watch", "--json", "--uid", survivorUid}), mRoot->path() + "/w2.err");
+                   root().path() + "/w1.err");
+    Watcher survivor(ctlArgs({"watch", "--json", "--uid", survivorUid}), root().path() + "/w2.err");
     EXPECT_EQ("1", json_member(ctl({"--json", "prop", "DCCP"}).out, "value"));
 
     doomed.process().signal(SIGKILL);
@@ -407,7 +368,7 @@ TEST_F(VeloradTest, WatcherThatStopsReadingLeavesAtOnceWhenTooFarBehind) {
     // tells whether the registry holds it.
     Watcher stuck(
         ctlArgs({"watch", "--json", "--uid", std::to_string(kUidBase + 7000), "--type", "1"}),
-        mRoot->path() + "/stuck.err");
+        root().path() + "/stuck.err");
     stuck.process().signal(SIGSTOP);
     auto client = stub();
     grpc::ClientContext goodContext;
@@ -501,7 +462,7 @@ TEST_F(VeloradTest, SigtermSavesAndTheNextDaemonFindsEverySetting) {
     }
     EXPECT_NE(std::string::npos, daemonLog().find("~VeloraManagerService")) << daemonLog();
     struct stat st {};
-    EXPECT_NE(0, stat(mSocket.c_str(), &st)) << "socket left behind";
+    EXPECT_NE(0, stat(socket().c_str(), &st)) << "socket left behind";
 
     startDaemon();
     EXPECT_EQ("7", values({"--json", "get", "2", "ieq-amount"}));
@@ -522,20 +483,16 @@ TEST_F(VeloradTest, ExportImportIntoAFreshRootGivesTheSameDocument) {
           {"off"}}) {
         ASSERT_EQ(0, ctl(change).status) << change[0];
     }
-    const std::string first = mRoot->path() + "/first.json";
+    const std::string first = root().path() + "/first.json";
     ToolResult exported = ctl({"export", first});
     ASSERT_EQ(0, exported.status) << exported.err;
     ASSERT_EQ(0, stopDaemon());
 
     // A fresh device of the same kind takes every setting.
     const std::string document = read_file(first);
-    mRoot = std::make_unique<TempRoot>();
-    mRoot->install("examples/multimedia_velora_kiv_default.xml", SystemPaths::kDefaultTuningFile);
-    mRoot->install("examples/kiv-extra.xml", SystemPaths::kOemTuningFile);
-    mSocket = mRoot->path() + "/test.sock";
-    mLog = mRoot->path() + "/velorad.log";
+    mDaemon = std::make_unique<DaemonRoot>();
     startDaemon();
-    const std::string copy = mRoot->path() + "/first.json";
+    const std::string copy = root().path() + "/first.json";
     {
         std::ofstream out(copy);
         out << document;

@@ -9,7 +9,7 @@
 
 #include "TuningTestSupport.h"
 #include "testutil/TempRoot.h"
-#include "tools/ToolProcess.h"
+#include "testutil/ToolProcess.h"
 #include "tuning/TuningFileParser.h"
 
 // Runs the velora-inspect program itself, as a tuning engineer would.

@@ -4,6 +4,7 @@
  */
 #pragma once
 
+#include <sys/resource.h>
 #include <sys/types.h>
 
 #include <chrono>
@@ -12,10 +13,10 @@
 
 namespace velora::testing {
 
-// A host program run as a child process for end-to-end tests: standard output comes back
+// A host program run as a child process by a test or a benchmark: standard output comes back
 // through a pipe and is read line by line with a deadline; standard error goes to a file the
-// test may read at any time. Every wait is bounded; a child still running when the object goes
-// is killed.
+// caller may read at any time ("/dev/null" to drop it). Every wait is bounded; a child still
+// running when the object goes is killed.
 class ToolProcess {
   public:
     using Clock = std::chrono::steady_clock;
@@ -31,12 +32,17 @@ class ToolProcess {
     // The next line of standard output, without its newline; false at end of output or when
     // the deadline passes first.
     bool readLine(std::string* line, Clock::duration timeout);
+    // Reads lines until one begins with prefix; false at end of output or past the deadline.
+    bool waitForLine(const std::string& prefix, Clock::duration timeout);
     // Everything left on standard output until it closes (or the deadline).
     std::string readRest(Clock::duration timeout);
+    // A field of the child's /proc/PID/status in KiB ("VmRSS", "RssAnon"); -1 when unknown.
+    long statusKib(const std::string& field) const;
 
     void signal(int sig);
-    // The exit status (or 128 + signal), -1 when the child has not ended in time.
-    int wait(Clock::duration timeout);
+    // The exit status (or 128 + signal), -1 when the child has not ended in time. usage, when
+    // given, receives the child's resource usage (ru_maxrss: its peak resident size).
+    int wait(Clock::duration timeout, struct rusage* usage = nullptr);
     bool running() const { return mPid > 0; }
     pid_t pid() const { return mPid; }
 

@@ -9,12 +9,13 @@
 #include <vector>
 
 #include "testutil/TempRoot.h"
-#include "tools/ToolProcess.h"
+#include "testutil/ToolProcess.h"
 
 namespace velora::testing {
 
 // velorad on a temporary root that holds the example tuning file (and, when asked, the
-// example OEM file), with veloractl and velora-inspect pointed at it.
+// example OEM file), with veloractl and velora-inspect pointed at it. A daemon still running
+// when the object goes is killed.
 class DaemonRoot {
   public:
     explicit DaemonRoot(bool withOemFile = true);
@@ -33,6 +34,11 @@ class DaemonRoot {
     bool running() const { return mDaemon != nullptr && mDaemon->running(); }
     std::string daemonLog() const;
 
+    // Waits (at most timeout) until the daemon's log holds the text.
+    bool waitForLog(const std::string& text, ToolProcess::Clock::duration timeout) const;
+
+    // veloractl's command line for this daemon, with the arguments after it.
+    std::vector<std::string> ctlArgs(const std::vector<std::string>& args) const;
     ToolResult ctl(const std::vector<std::string>& args);
     ToolResult inspect(const std::vector<std::string>& args);
     const std::string& socket() const { return mSocket; }

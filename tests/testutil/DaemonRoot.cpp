@@ -2,12 +2,13 @@
  * Copyright (C) 2026 The Velora Project
  * Licensed under the Apache License, Version 2.0.
  */
-#include "DaemonRoot.h"
+#include "testutil/DaemonRoot.h"
 
 #include <signal.h>
 #include <sqlite3.h>
 
 #include <chrono>
+#include <thread>
 
 #include "common/SystemPaths.h"
 
@@ -84,10 +85,24 @@ int DaemonRoot::stop(int sig) {
 
 std::string DaemonRoot::daemonLog() const { return read_file(mLog); }
 
-ToolResult DaemonRoot::ctl(const std::vector<std::string>& args) {
+bool DaemonRoot::waitForLog(const std::string& text, ToolProcess::Clock::duration timeout) const {
+    const auto deadline = ToolProcess::Clock::now() + timeout;
+    while (daemonLog().find(text) == std::string::npos) {
+        if (ToolProcess::Clock::now() >= deadline) return false;
+        // The log is a file the daemon appends to; nothing announces a new line.
+        std::this_thread::sleep_for(10ms);
+    }
+    return true;
+}
+
+std::vector<std::string> DaemonRoot::ctlArgs(const std::vector<std::string>& args) const {
     std::vector<std::string> all = {VELORACTL_PATH, "--socket", mSocket, "--root", mRoot.path()};
     all.insert(all.end(), args.begin(), args.end());
-    return run_tool(all, mRoot.path());
+    return all;
+}
+
+ToolResult DaemonRoot::ctl(const std::vector<std::string>& args) {
+    return run_tool(ctlArgs(args), mRoot.path());
 }
 
 ToolResult DaemonRoot::inspect(const std::vector<std::string>& args) {

@@ -2,17 +2,19 @@
  * Copyright (C) 2026 The Velora Project
  * Licensed under the Apache License, Version 2.0.
  */
-#include "tools/ToolProcess.h"
+#include "testutil/ToolProcess.h"
 
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
 #include <spawn.h>
+#include <sys/resource.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <cstdlib>
 #include <fstream>
 #include <sstream>
 #include <thread>
@@ -86,6 +88,26 @@ bool ToolProcess::readLine(std::string* line, Clock::duration timeout) {
     }
 }
 
+bool ToolProcess::waitForLine(const std::string& prefix, Clock::duration timeout) {
+    const auto deadline = Clock::now() + timeout;
+    std::string line;
+    while (readLine(&line, deadline - Clock::now())) {
+        if (line.compare(0, prefix.size(), prefix) == 0) return true;
+    }
+    return false;
+}
+
+long ToolProcess::statusKib(const std::string& field) const {
+    std::ifstream status("/proc/" + std::to_string(mPid) + "/status");
+    std::string line;
+    while (std::getline(status, line)) {
+        if (line.compare(0, field.size() + 1, field + ":") == 0) {
+            return std::strtol(line.c_str() + field.size() + 1, nullptr, 10);
+        }
+    }
+    return -1;
+}
+
 std::string ToolProcess::readRest(Clock::duration timeout) {
     const auto deadline = Clock::now() + timeout;
     std::string line;
@@ -102,12 +124,13 @@ void ToolProcess::signal(int sig) {
     if (mPid > 0) kill(mPid, sig);
 }
 
-int ToolProcess::wait(Clock::duration timeout) {
+int ToolProcess::wait(Clock::duration timeout, struct rusage* usage) {
     if (mPid <= 0) return -1;
     const auto deadline = Clock::now() + timeout;
     for (;;) {
         int status = 0;
-        const pid_t done = waitpid(mPid, &status, WNOHANG);
+        struct rusage ignored;
+        const pid_t done = wait4(mPid, &status, WNOHANG, usage != nullptr ? usage : &ignored);
         if (done == mPid) {
             mPid = -1;
             if (WIFEXITED(status)) return WEXITSTATUS(status);
