@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include "common/SystemPaths.h"
-#include "testutil/TempRoot.h"
 
 namespace velora {
 namespace {
@@ -24,17 +23,6 @@ TEST(SystemPathsTest, HostRootPrefixesEveryPathOnce) {
               SystemPaths::resolve(SystemPaths::kOemTuningFile));
     SystemPaths::setRoot("");
     EXPECT_EQ("/data/vendor/velora/", SystemPaths::resolve(SystemPaths::kDatabaseDir));
-}
-
-TEST(SystemPathsTest, TempRootCreatesTheDeviceFoldersAndRestoresTheRoot) {
-    std::string path;
-    {
-        testing::TempRoot root;
-        path = root.path();
-        EXPECT_EQ(path, SystemPaths::getRoot());
-        EXPECT_EQ(path + "/odm/etc/velora/x.txt", root.hostPath("/odm/etc/velora/x.txt"));
-    }
-    EXPECT_EQ("/", SystemPaths::getRoot());
 }
 
 }  // namespace

@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstring>
 #include <map>
@@ -20,8 +21,8 @@
 #include <thread>
 #include <vector>
 
-#include "testutil/DaemonRoot.h"
 #include "common/SystemPaths.h"
+#include "testutil/DaemonRoot.h"
 #include "velora.grpc.pb.h"
 
 namespace velora::testing {
@@ -56,6 +57,19 @@ std::string settings(DaemonRoot& daemon) {
             kept += line + "\n";
         }
         at = end + 1;
+    }
+    return kept;
+}
+
+// What the effect reads, without the count of commits (every start commits again).
+std::string effect_values(DaemonRoot& daemon) {
+    ToolResult result = daemon.inspect({"effect", "--root", daemon.root().path()});
+    EXPECT_EQ(0, result.status) << result.err;
+    std::string kept;
+    for (size_t at = 0, end; at < result.out.size(); at = end + 1) {
+        end = std::min(result.out.find('\n', at), result.out.size());
+        if (result.out.compare(at, 11, "generation=") != 0)
+            kept += result.out.substr(at, end - at + 1);
     }
     return kept;
 }
@@ -115,6 +129,30 @@ TEST(CrashTest, KillsAtAnyMomentLoseNothingAcknowledgedAndLeaveAWholeDatabase) {
     const std::string oem = oem_rows(reference);
     ASSERT_NE("0/0", oem);
     ASSERT_EQ("ok", integrity_check(reference.databasePath()));
+
+    // Lives without a kill change nothing. A change undone by a reset leaves the database as
+    // the first start wrote it, text for text; in each later life the first change (a switch of
+    // profile and back) carries every loaded value to the effect, the same every time.
+    const std::vector<std::vector<std::string>> reset = {
+        {"set", "1", "dialog-enhancer-amount", "11"}, {"profile", "reset", "1"}};
+    const std::vector<std::vector<std::string>> switchBack = {{"profile", "select", "1"},
+                                                              {"profile", "select", "0"}};
+    std::string effect;
+    for (int life = 0; life < 4; ++life) {
+        SCOPED_TRACE("life " + std::to_string(life));
+        ASSERT_TRUE(reference.start()) << reference.daemonLog();
+        for (const auto& change : life == 0 ? reset : switchBack) {
+            ASSERT_EQ(0, reference.ctl(change).status) << change[0];
+        }
+        ASSERT_EQ(0, reference.stop(SIGTERM));
+        EXPECT_EQ(expected, settings(reference));
+        if (life == 1) {
+            effect = effect_values(reference);
+        } else if (life > 1) {
+            EXPECT_EQ(effect, effect_values(reference));
+        }
+    }
+    EXPECT_NE(std::string::npos, effect.find("VBON 0x6e6f6276 n=2: ")) << effect;
 
     for (int i = 0; i < kStartKills; ++i, ++kills) {
         SCOPED_TRACE("first start, kill " + std::to_string(i));

@@ -199,46 +199,6 @@ TEST_F(VeloradTest, AServiceThatCannotStartSaysWhichFileIsAtFault) {
         << result.err;
 }
 
-TEST_F(VeloradTest, EveryWatcherReceivesEveryChangeAsTheAppliedSetBuffer) {
-    startDaemon();
-    Watcher first(ctlArgs({"watch", "--json", "--uid", std::to_string(kUidBase + 5000)}),
-                  root().path() + "/w1.err");
-    Watcher second(ctlArgs({"watch", "--json", "--uid", std::to_string(kUidBase + 6000)}),
-                   root().path() + "/w2.err");
-
-    ASSERT_EQ(0, ctl({"off"}).status);
-    ASSERT_EQ(0, ctl({"on"}).status);
-    ASSERT_EQ(0, ctl({"profile", "select", "Music"}).status);
-    ASSERT_EQ(0, ctl({"set", "0", "ieq-amount", "9"}).status);
-    ASSERT_EQ(0, ctl({"profile", "reset", "1"}).status);
-    ASSERT_EQ(0, ctl({"device", "internal_speaker", "internal_speaker_mono"}).status);
-
-    // Word 1 carries the value the service applied: the switch for on/off, the profile for
-    // selection and reset.
-    const std::vector<std::string> expected = {
-        hex({0x00000000, 0, 0}),
-        hex({0x00000000, 1, 1}),
-        hex({0x0A000000, 2, 2}),
-        "",  // the parameter write, compared below without word 1
-        hex({0x0C000000, 1, 1}),
-        hex_text("internal_speaker_mono"),
-    };
-    for (Watcher* watcher : {&first, &second}) {
-        std::vector<std::string> seen = watcher->changes(expected.size());
-        ASSERT_EQ(expected.size(), seen.size()) << daemonLog();
-        for (size_t i = 0; i < expected.size(); ++i) {
-            if (i == 3) {
-                const std::string sent = hex({0x01000000, 0, 0, 107, 9});
-                ASSERT_EQ(sent.size(), seen[i].size());
-                EXPECT_EQ(sent.substr(0, 8), seen[i].substr(0, 8));
-                EXPECT_EQ(sent.substr(16), seen[i].substr(16));
-            } else {
-                EXPECT_EQ(expected[i], seen[i]) << "change " << i;
-            }
-        }
-    }
-}
-
 TEST_F(VeloradTest, SetThenGetRoundTripsWithTheServiceClamping) {
     startDaemon();
     EXPECT_EQ("16", values({"--json", "set", "0", "ieq-amount", "20"}));
@@ -292,39 +252,6 @@ TEST_F(VeloradTest, ChangeThatCannotBeSavedIsSaidSoAndSavedOnceTheDatabaseIsFree
     // The daemon tries again on its own; no client has asked for a save since.
     EXPECT_TRUE(waitForLog("settings saved after ")) << daemonLog();
     EXPECT_EQ("9", values({"--json", "get", "0", "ieq-amount"}));
-}
-
-TEST_F(VeloradTest, TuningDeviceSelectionChangesWhatTheEffectReads) {
-    startDaemon();
-    // The effect receives the loaded state with the first change after start-up.
-    ASSERT_EQ(0, ctl({"status"}).status);
-    ToolResult early = ctl({"effect"});
-    EXPECT_EQ(1, early.status);
-    EXPECT_NE(std::string::npos, early.err.find("no parameters yet")) << early.err;
-    ASSERT_EQ(0, ctl({"set", "0", "ieq-amount", "3"}).status);
-
-    ToolResult before = ctl({"--json", "effect"});
-    ASSERT_EQ(0, before.status) << before.err;
-    ASSERT_NE(std::string::npos, before.out.find("\"device\":2,")) << before.out;
-
-    ToolResult select = ctl({"--json", "device", "0", "internal_speaker_mono"});
-    ASSERT_EQ(0, select.status) << select.err;
-    EXPECT_EQ("internal_speaker_mono", json_member(select.out, "device"));
-    EXPECT_EQ("true", json_member(ctl({"--json", "status"}).out, "monoInternalSpeaker"));
-
-    ToolResult after = ctl({"--json", "effect"});
-    ASSERT_EQ(0, after.status) << after.err;
-    const auto speakerParams = [](const std::string& json) {
-        const size_t at = json.find("\"device\":2,");
-        return at == std::string::npos ? std::string() : json.substr(at, json.find('}', at) - at);
-    };
-    EXPECT_NE(speakerParams(before.out), speakerParams(after.out));
-    EXPECT_NE(json_member(before.out, "generation"), json_member(after.out, "generation"));
-
-    ToolResult unknown = ctl({"device", "hdmi", "no_such_device"});
-    EXPECT_EQ(1, unknown.status);
-    EXPECT_NE(std::string::npos, unknown.err.find("no tuning device 'no_such_device'"))
-        << unknown.err;
 }
 
 TEST_F(VeloradTest, KilledWatcherIsDroppedAndTheOthersKeepReceiving) {
