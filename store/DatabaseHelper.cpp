@@ -54,6 +54,32 @@ std::string path_problem(const std::string& path, bool* exists) {
     return std::string();
 }
 
+// The cause of a failed statement as a negative errno. SQLite names a full disk and a lock
+// itself; for a failed read, write, sync or open the system's own error says more than
+// SQLite's class of it.
+int errno_of(sqlite3* db, int rc) {
+    const int system = db == nullptr ? 0 : sqlite3_system_errno(db);
+    switch (rc & 0xff) {
+        case SQLITE_FULL:
+            return -ENOSPC;
+        case SQLITE_BUSY:
+        case SQLITE_LOCKED:
+            return -EBUSY;
+        case SQLITE_READONLY:
+            return -EROFS;
+        case SQLITE_NOMEM:
+            return -ENOMEM;
+        case SQLITE_PERM:
+        case SQLITE_AUTH:
+            return -EACCES;
+        case SQLITE_IOERR:
+        case SQLITE_CANTOPEN:
+            return system > 0 ? -system : -EIO;
+        default:
+            return -EIO;
+    }
+}
+
 // The layout of one table: the record's own fields (column name and the key of the line of
 // the record's storage text that fills it), then one column per parameter of the record's
 // valid set. The set is ordered by parameter value, which is the alphabetical order of the
@@ -106,15 +132,6 @@ std::string_view column_view(const SqliteStatement& statement, int i, bool* pres
                             static_cast<size_t>(sqlite3_column_bytes(statement.get(), i)));
 }
 
-// The same for a cell taken once as a value (see storedRows).
-std::string_view value_view(sqlite3_value* value, bool* present) {
-    const unsigned char* text = sqlite3_value_text(value);
-    *present = text != nullptr;
-    if (text == nullptr) return {};
-    return std::string_view(reinterpret_cast<const char*>(text),
-                            static_cast<size_t>(sqlite3_value_bytes(value)));
-}
-
 }  // namespace
 
 // One column of the current row of statement, as a record read takes it.
@@ -124,15 +141,6 @@ DatabaseHelper::StoredCell DatabaseHelper::read_cell(const SqliteStatement& stat
     bool present = false;
     cell.text = column_view(statement, i, &present);
     if (cell.type == SQLITE_INTEGER) cell.integer = sqlite3_column_int64(statement.get(), i);
-    return cell;
-}
-
-DatabaseHelper::StoredCell DatabaseHelper::read_value(sqlite3_value* value) {
-    StoredCell cell{sqlite3_value_type(value), 0, {}};
-    if (cell.type == SQLITE_NULL) return cell;
-    bool present = false;
-    cell.text = value_view(value, &present);
-    if (cell.type == SQLITE_INTEGER) cell.integer = sqlite3_value_int64(value);
     return cell;
 }
 
@@ -147,6 +155,13 @@ DatabaseHelper::DatabaseHelper(const std::string& dbName)
     for (int i = 0; i < kParameterCount; ++i) {
         mColumnNameMap.emplace(kParameterNames[i], static_cast<Parameter>(i));
     }
+    open();
+    mSnapshot = std::make_unique<TableSnapshot>(mDb, mColumnNameMap);
+    mReadStatements = std::make_unique<StatementCache>(mDb);
+    mWriteStatements = std::make_unique<StatementCache>(mDb);
+}
+
+void DatabaseHelper::open() {
     // A fresh device (or a wiped data partition) has no database folder yet; without it
     // the service would run with no stored settings at all.
     std::error_code error;
@@ -168,6 +183,11 @@ DatabaseHelper::DatabaseHelper(const std::string& dbName)
     // Without it a statement fails at once when another process reads the file, and a save
     // that meets a reader would be lost.
     sqlite3_busy_timeout(mDb, gBusyTimeoutMs.load());
+    // A commit is acknowledged to the client as saved, so it must survive a power cut at any
+    // later moment. With the rollback journal, a commit ends by deleting the journal; unless
+    // the folder is synced after that, a power cut can bring the journal back and the next
+    // open rolls the acknowledged commit back. This level syncs the folder.
+    sqlite3_exec(mDb, "PRAGMA synchronous=EXTRA", nullptr, nullptr, nullptr);
 }
 
 void DatabaseHelper::setBusyTimeout(int milliseconds) { gBusyTimeoutMs.store(milliseconds); }
@@ -177,7 +197,7 @@ int DatabaseHelper::getBusyTimeout() { return gBusyTimeoutMs.load(); }
 DatabaseHelper::~DatabaseHelper() {
     // The statements kept go before the connection.
     forgetStoredRows();
-    mInsertStatements.clear();
+    mWriteStatements->clear();
     if (mDb != nullptr) {
         sqlite3_close_v2(mDb);
         mDb = nullptr;
@@ -250,7 +270,35 @@ int DatabaseHelper::beginTransaction() { return execSQL("BEGIN EXCLUSIVE"); }
 
 int DatabaseHelper::commitTransaction() { return execSQL("COMMIT"); }
 
-int DatabaseHelper::rollbackTransaction() { return execSQL("ROLLBACK"); }
+int DatabaseHelper::rollbackTransaction() {
+    // Runs even after a failure has stopped the transaction's statements: it ends them.
+    const bool failed = mTransactionFailed;
+    mTransactionFailed = false;
+    const int result = execSQL("ROLLBACK");
+    mTransactionFailed = failed;
+    return result;
+}
+
+void DatabaseHelper::leaveTransaction() {
+    if (--mTransactionDepth == 0) mTransactionFailed = false;
+}
+
+bool DatabaseHelper::noteFailure(int rc) {
+    ++mFailures;
+    mLastError = rc == 0 ? -EIO : errno_of(mDb, rc);
+    bool first = true;
+    if (mTransactionDepth > 0) {
+        first = !mTransactionFailed;
+        mTransactionFailed = true;
+    }
+    return first && !mQuietFailures;
+}
+
+bool DatabaseHelper::transactionFailed() {
+    if (!mTransactionFailed) return false;
+    ++mFailures;
+    return true;
+}
 
 int DatabaseHelper::getRowCount(const std::string& table) {
     if (mDb == nullptr) {
@@ -274,20 +322,21 @@ int DatabaseHelper::execSQL(const std::string& sql) {
     // Every change but the inserts made here goes through here.
     forgetStoredRows();
     mRowCounts.clear();
+    if (transactionFailed()) return 1;
     if (mDb == nullptr) {
-        if (!mQuietFailures) ALOGE("the db is not open...");
-        ++mFailures;
+        if (noteFailure(0)) ALOGE("the db is not open...");
+        mLastError = -ENODEV;
         return 1;
     }
     SqliteStatement statement;
-    if (statement.prepare(mDb, sql) != SQLITE_OK) {
-        if (!mQuietFailures) ALOGD("failed to prepare SQL : %s", sql.c_str());
-        ++mFailures;
+    int rc = statement.prepare(mDb, sql);
+    if (rc != SQLITE_OK) {
+        if (noteFailure(rc)) ALOGD("failed to prepare SQL : %s", sql.c_str());
         return 1;
     }
-    if (statement.step() != SQLITE_DONE) {
-        if (!mQuietFailures) ALOGE("failed to exec SQL: %s", sql.c_str());
-        ++mFailures;
+    rc = statement.step();
+    if (rc != SQLITE_DONE) {
+        if (noteFailure(rc)) ALOGE("failed to exec SQL: %s", sql.c_str());
         return 1;
     }
     return 0;
@@ -334,6 +383,13 @@ void DatabaseHelper::applyColumnText(ParameterValues& record, Parameter paramete
 void DatabaseHelper::insertRecord(TableType table, const ParameterValues* record,
                                   const std::string& recordText, const std::string& customName,
                                   long long id) {
+    insertRow(table, id, rowValues(table, record, recordText, customName));
+}
+
+std::vector<std::optional<std::string>> DatabaseHelper::rowValues(TableType table,
+                                                                  const ParameterValues* record,
+                                                                  const std::string& recordText,
+                                                                  const std::string& customName) {
     // The storage text is one key=value line per field; the first line is the record's id,
     // which the row does not take from the text. Keying the values by their line lets a
     // field the record lacks be written as NULL in its own column instead of shifting
@@ -409,7 +465,7 @@ void DatabaseHelper::insertRecord(TableType table, const ParameterValues* record
     for (const auto& extra : fields) {
         ALOGW("%s has no column %s, value not stored", kTableNames[table], extra.first.c_str());
     }
-    insertRow(table, id, values);
+    return values;
 }
 
 std::string DatabaseHelper::insertText(TableType table, long long id,
@@ -427,6 +483,7 @@ std::string DatabaseHelper::insertText(TableType table, long long id,
 
 void DatabaseHelper::insertRow(TableType table, long long id,
                                const std::vector<std::optional<std::string>>& values) {
+    if (transactionFailed()) return;
     // Inside a transaction (a rebuild, a merge, a save) the INSERT is prepared once per table
     // and run with the values bound: SQLite stores exactly what the statement text would
     // store. A zero byte would cut the text short, so such a row keeps the text; so does a
@@ -435,18 +492,15 @@ void DatabaseHelper::insertRow(TableType table, long long id,
     for (const auto& value : values) {
         bound = bound && (!value || value->find('\0') == std::string::npos);
     }
-    std::unique_ptr<SqliteStatement>& statement = mInsertStatements[table];
-    if (bound && statement == nullptr) {
-        std::string sql = std::string("INSERT INTO ") + kTableNames[table] + " VALUES(?";
+    std::string sql;
+    SqliteStatement* statement = nullptr;
+    if (bound) {
+        sql = std::string("INSERT INTO ") + kTableNames[table] + " VALUES(?";
         for (size_t i = 0; i < values.size(); ++i) sql += ",?";
         sql += ")";
-        auto prepared = std::make_unique<SqliteStatement>();
-        if (prepared->prepare(mDb, sql) == SQLITE_OK &&
-            sqlite3_bind_parameter_count(prepared->get()) == static_cast<int>(values.size()) + 1) {
-            statement = std::move(prepared);
-        }
+        statement = mWriteStatements->get(sql);
     }
-    if (bound && statement != nullptr) {
+    if (statement != nullptr) {
         sqlite3_stmt* raw = statement->get();
         bool ok = sqlite3_bind_int64(raw, 1, id) == SQLITE_OK;
         for (size_t i = 0; ok && i < values.size(); ++i) {
@@ -464,7 +518,7 @@ void DatabaseHelper::insertRow(TableType table, long long id,
             if (count != mRowCounts.end()) ++count->second;
             return;
         }
-        statement.reset();
+        mWriteStatements->forget(sql);
     }
     execSQL(insertText(table, id, values));
 }
@@ -581,9 +635,9 @@ void DatabaseHelper::readRecord(TableType table, const KeyValues& keys,
         return;
     }
     std::vector<ColumnRole>* roles = nullptr;
-    bool read = forEachStoredRow(table, keys, [&](TableRows& stored, size_t row) {
+    bool read = mSnapshot->forEachRow(table, keys, [&](TableSnapshot::Rows& stored, size_t row) {
         if (roles == nullptr) {
-            roles = &stored.roles[keyColumns];
+            roles = &mSnapshotRoles[{table, keyColumns}];
             if (roles->empty()) {
                 for (const std::string& column : stored.columns) {
                     roles->push_back(roleOf(column, keyColumns));
@@ -623,37 +677,25 @@ void DatabaseHelper::readRecord(TableType table, const KeyValues& keys,
     }
 }
 
-void DatabaseHelper::setReadTablesOnce(bool on) {
-    mReadTablesOnce = on;
-    forgetStoredRows();
-}
-
 void DatabaseHelper::forgetStoredRows() {
-    mStoredRows.clear();
-    mSchema.clear();
-    mSchemaRead = false;
-    mBoundSelects.clear();
+    mSnapshot->forget();
+    mSnapshotRoles.clear();
+    mReadStatements->clear();
     mBoundRoles.clear();
 }
 
 bool DatabaseHelper::readBound(TableType table, const KeyValues& keys,
                                const std::set<std::string>& keyColumns, ParameterValues* record,
                                const OwnColumnReader& ownColumn) {
-    if (!mReadTablesOnce || !tableAsCreated(table)) return false;
+    if (!mSnapshot->isEnabled() || !mSnapshot->tableAsCreated(table)) return false;
     for (const auto& key : keys) {
         if (key.second.find('\0') != std::string::npos) return false;
     }
-    std::unique_ptr<SqliteStatement>& statement = mBoundSelects[table];
-    if (statement == nullptr) {
-        std::string sql = std::string("SELECT * FROM ") + kTableNames[table] + " WHERE ";
-        for (size_t i = 0; i < keys.size(); ++i)
-            sql += (i > 0 ? " AND " : "") + keys[i].first + "=?";
-        auto prepared = std::make_unique<SqliteStatement>();
-        if (prepared->prepare(mDb, sql) != SQLITE_OK) return false;
-        statement = std::move(prepared);
-    }
+    std::string sql = std::string("SELECT * FROM ") + kTableNames[table] + " WHERE ";
+    for (size_t i = 0; i < keys.size(); ++i) sql += (i > 0 ? " AND " : "") + keys[i].first + "=?";
+    SqliteStatement* statement = mReadStatements->get(sql);
+    if (statement == nullptr) return false;
     sqlite3_stmt* raw = statement->get();
-    sqlite3_reset(raw);
     for (size_t i = 0; i < keys.size(); ++i) {
         if (sqlite3_bind_text(raw, static_cast<int>(i) + 1, keys[i].second.data(),
                               static_cast<int>(keys[i].second.size()),
@@ -670,156 +712,15 @@ bool DatabaseHelper::readBound(TableType table, const KeyValues& keys,
     int rc;
     while ((rc = statement->step()) == SQLITE_ROW) {
         for (size_t i = 0; i < roles.size(); ++i) {
-            // As in storedRows: bound reads, too, run only while the state is loaded.
+            // As in the snapshot: bound reads, too, run only while the state is loaded.
             sqlite3_value* value = sqlite3_column_value(raw, static_cast<int>(i));
-            applyColumn(record, roles[i], read_value(value), ownColumn);
+            applyColumn(record, roles[i], TableSnapshot::cellOf(value), ownColumn);
         }
     }
     if (rc != SQLITE_DONE) {
         ALOGE("Unknow error... %d", __LINE__);
     }
     sqlite3_reset(raw);
-    return true;
-}
-
-bool DatabaseHelper::tableAsCreated(TableType type) {
-    // The statements of a table find its rows by a scan in stored order, comparing the key
-    // columns as texts, only while the table is exactly as created here, with no index.
-    if (!mSchemaRead) {
-        mSchemaRead = true;
-        SqliteStatement schema;
-        if (schema.prepare(mDb, "SELECT tbl_name, type, name, sql FROM sqlite_master") !=
-            SQLITE_OK) {
-            return false;
-        }
-        while (schema.step() == SQLITE_ROW) {
-            mSchema[schema.columnText(0)].push_back(
-                schema.columnText(1) + "\n" + schema.columnText(2) + "\n" + schema.columnText(3));
-        }
-    }
-    const std::string table = kTableNames[type];
-    auto objects = mSchema.find(table);
-    return objects != mSchema.end() && objects->second.size() == 1 &&
-           objects->second[0] ==
-               "table\n" + table + "\nCREATE TABLE " + table + buildColumnString(type);
-}
-
-DatabaseHelper::TableRows* DatabaseHelper::storedRows(TableType type) {
-    // A tuning is read only for the few devices selected; reading the whole table for them
-    // would cost more than it saves (their statement is prepared once instead).
-    if (!mReadTablesOnce || mDb == nullptr || type == TABLE_TUNINGS) return nullptr;
-    auto found = mStoredRows.find(type);
-    if (found != mStoredRows.end()) return found->second.get();
-    std::unique_ptr<TableRows>& entry = mStoredRows[type];
-    if (!tableAsCreated(type)) return nullptr;
-
-    auto rows = std::make_unique<TableRows>();
-    SqliteStatement statement;
-    if (statement.prepare(mDb, std::string("SELECT * FROM ") + kTableNames[type]) != SQLITE_OK) {
-        return nullptr;
-    }
-    for (int i = 0; i < statement.columnCount(); ++i) {
-        rows->columns.push_back(statement.columnName(i));
-    }
-    // A parameter column of a table as created holds text, a blob or NULL, and its readers
-    // take a blob as they take text: only where there is no text is its type asked for. The
-    // other columns, which queries find rows by, keep their type. No reader uses _id.
-    enum class Read { kSkipped, kTyped, kParameter };
-    std::vector<Read> reads;
-    for (const std::string& column : rows->columns) {
-        reads.push_back(column == "_id"                     ? Read::kSkipped
-                        : mColumnNameMap.count(column) != 0 ? Read::kParameter
-                                                            : Read::kTyped);
-    }
-    int rc;
-    while ((rc = statement.step()) == SQLITE_ROW) {
-        for (size_t i = 0; i < rows->columns.size(); ++i) {
-            // Each cell is taken once and read as a value: one turn of the connection's mutex
-            // instead of one per call. SQLite calls such a value unprotected, safe while no
-            // other thread uses the connection; the tables are read once only while the
-            // state is loaded under the start-up lock, before anyone else can reach it.
-            StoredCell cell{SQLITE_NULL, 0, {}};
-            if (reads[i] != Read::kSkipped) {
-                sqlite3_value* value = sqlite3_column_value(statement.get(), static_cast<int>(i));
-                if (reads[i] == Read::kTyped) {
-                    cell = read_value(value);
-                } else {
-                    bool present = false;
-                    cell.text = value_view(value, &present);
-                    cell.type = present ? SQLITE_TEXT : sqlite3_value_type(value);
-                }
-            }
-            cell.text = rows->keep(cell.text);
-            rows->cells.push_back(cell);
-        }
-        ++rows->rowCount;
-    }
-    if (rc != SQLITE_DONE) return nullptr;
-    entry = std::move(rows);
-    return entry.get();
-}
-
-std::string_view DatabaseHelper::TableRows::keep(std::string_view text) {
-    // Blocks of 64 KiB (or of one longer text): each text copied once, never moved by
-    // growth; a few blocks hold the largest table.
-    constexpr size_t kBlockSize = 64 * 1024;
-    if (text.empty()) return std::string_view("", 0);  // never a null pointer
-    if (text.size() > blockLeft) {
-        const size_t size = std::max(kBlockSize, text.size());
-        textBlocks.push_back(std::unique_ptr<char[]>(new char[size]));
-        blockNext = textBlocks.back().get();
-        blockLeft = size;
-    }
-    char* const at = blockNext;
-    std::memcpy(at, text.data(), text.size());
-    blockNext += text.size();
-    blockLeft -= text.size();
-    return std::string_view(at, text.size());
-}
-
-bool DatabaseHelper::forEachStoredRow(TableType type, const KeyValues& keys,
-                                      const std::function<void(TableRows&, size_t)>& visit) {
-    // A zero byte would cut the statement's text short; such a key keeps its statement.
-    for (const auto& key : keys) {
-        if (key.second.find('\0') != std::string::npos) return false;
-    }
-    TableRows* stored = storedRows(type);
-    if (stored == nullptr) return false;
-    std::vector<size_t> positions;
-    positions.reserve(keys.size());
-    for (const auto& key : keys) {
-        auto at = std::find(stored->columns.begin(), stored->columns.end(), key.first);
-        if (at == stored->columns.end()) return false;
-        positions.push_back(static_cast<size_t>(at - stored->columns.begin()));
-    }
-    auto index = stored->indexes.find(positions);
-    if (index == stored->indexes.end()) {
-        index =
-            stored->indexes.emplace(positions, std::map<std::string, std::vector<size_t>>()).first;
-        // Only a text equals the quoted text of a statement; NULL never does.
-        for (size_t row = 0; row < stored->rowCount; ++row) {
-            std::string joined;
-            bool text = true;
-            for (size_t position : positions) {
-                const StoredCell& cell = stored->cell(row, position);
-                text = text && cell.type == SQLITE_TEXT &&
-                       cell.text.find('\0') == std::string_view::npos;
-                joined += cell.text;
-                joined += '\0';
-            }
-            if (text) index->second[joined].push_back(row);
-        }
-    }
-    // Kept between queries: start-up asks once per record.
-    mJoinedKey.clear();
-    for (const auto& key : keys) {
-        mJoinedKey += key.second;
-        mJoinedKey += '\0';
-    }
-    auto rows = index->second.find(mJoinedKey);
-    if (rows != index->second.end()) {
-        for (size_t row : rows->second) visit(*stored, row);
-    }
     return true;
 }
 
@@ -847,13 +748,13 @@ void DatabaseHelper::queryProfileNames(std::vector<std::string>& names,
         names.push_back(name);
         ALOGD("%s(): Profile %s found", "queryProfileNames", name.c_str());
     };
-    bool read = forEachStoredRow(TABLE_PROFILES, {{"custom_name", customName}},
-                                 [&](TableRows& stored, size_t row) {
-                                     for (size_t i = 0; i < stored.columns.size(); ++i) {
-                                         if (stored.columns[i] == "name")
-                                             found(std::string(stored.cell(row, i).text));
-                                     }
-                                 });
+    bool read = mSnapshot->forEachRow(TABLE_PROFILES, {{"custom_name", customName}},
+                                      [&](TableSnapshot::Rows& stored, size_t row) {
+                                          for (size_t i = 0; i < stored.columns.size(); ++i) {
+                                              if (stored.columns[i] == "name")
+                                                  found(std::string(stored.cell(row, i).text));
+                                          }
+                                      });
     if (read) return;
     std::string sql = std::string("SELECT * FROM ") + kTableNames[TABLE_PROFILES] + " WHERE " +
                       "custom_name='" + escape_sql_quotes(customName) + "'";
@@ -943,23 +844,23 @@ std::set<DeviceTuning*> DatabaseHelper::queryDeviceTunings(const std::string& po
         ALOGE("the database is not connected");
         return result;
     }
-    bool read = forEachStoredRow(TABLE_DEVICE_TUNINGS, {{"port", port}},
-                                 [&result](TableRows& stored, size_t row) {
-                                     std::string device;
-                                     std::string rowPort;
-                                     std::string tuning;
-                                     for (size_t i = 0; i < stored.columns.size(); ++i) {
-                                         const std::string& column = stored.columns[i];
-                                         if (column == "device") {
-                                             device = stored.cell(row, i).text;
-                                         } else if (column == "port") {
-                                             rowPort = stored.cell(row, i).text;
-                                         } else if (column == "tuning_id") {
-                                             tuning = stored.cell(row, i).text;
-                                         }
-                                     }
-                                     result.insert(new DeviceTuning(device, rowPort, tuning));
-                                 });
+    bool read = mSnapshot->forEachRow(TABLE_DEVICE_TUNINGS, {{"port", port}},
+                                      [&result](TableSnapshot::Rows& stored, size_t row) {
+                                          std::string device;
+                                          std::string rowPort;
+                                          std::string tuning;
+                                          for (size_t i = 0; i < stored.columns.size(); ++i) {
+                                              const std::string& column = stored.columns[i];
+                                              if (column == "device") {
+                                                  device = stored.cell(row, i).text;
+                                              } else if (column == "port") {
+                                                  rowPort = stored.cell(row, i).text;
+                                              } else if (column == "tuning_id") {
+                                                  tuning = stored.cell(row, i).text;
+                                              }
+                                          }
+                                          result.insert(new DeviceTuning(device, rowPort, tuning));
+                                      });
     if (read) return result;
     std::string sql = std::string("SELECT * FROM ") + kTableNames[TABLE_DEVICE_TUNINGS] +
                       " WHERE " + "port='" + escape_sql_quotes(port) + "'";
@@ -998,14 +899,14 @@ bool DatabaseHelper::forEachConfigurationValue(
         ALOGE("the database is not connected");
         return false;
     }
-    bool read = forEachStoredRow(TABLE_CONFIGURATION, {{"key", key}},
-                                 [&visit](TableRows& stored, size_t row) {
-                                     for (size_t i = 0; i < stored.columns.size(); ++i) {
-                                         if (stored.columns[i] == "value") {
-                                             visit(std::string(stored.cell(row, i).text));
-                                         }
-                                     }
-                                 });
+    bool read = mSnapshot->forEachRow(TABLE_CONFIGURATION, {{"key", key}},
+                                      [&visit](TableSnapshot::Rows& stored, size_t row) {
+                                          for (size_t i = 0; i < stored.columns.size(); ++i) {
+                                              if (stored.columns[i] == "value") {
+                                                  visit(std::string(stored.cell(row, i).text));
+                                              }
+                                          }
+                                      });
     if (read) return true;
     std::string sql = std::string("SELECT value FROM ") + kTableNames[TABLE_CONFIGURATION] +
                       " WHERE key='" + escape_sql_quotes(key) + "'";
@@ -1060,10 +961,12 @@ void DatabaseHelper::updateGeqValue(GeqPreset* preset, const std::string& custom
         ALOGE("the default value can't be updated, %d", __LINE__);
         return;
     }
-    execSQL(std::string("DELETE FROM ") + kTableNames[TABLE_GEQ_PRESETS] + " WHERE custom_name='" +
-            escape_sql_quotes(customName) + "' AND profile_id='" +
-            int2string(preset->getProfileId()) + "'");
-    insertValue(preset, customName, preset->getId());
+    const std::string profileId = int2string(preset->getProfileId());
+    replaceRow(TABLE_GEQ_PRESETS, preset, preset->toString(), customName, preset->getId(),
+               {{"custom_name", customName}, {"profile_id", profileId}},
+               std::string("DELETE FROM ") + kTableNames[TABLE_GEQ_PRESETS] +
+                   " WHERE custom_name='" + escape_sql_quotes(customName) + "' AND profile_id='" +
+                   profileId + "'");
 }
 
 void DatabaseHelper::updateProfileValue(Profile* profile, const std::string& customName) {
@@ -1075,10 +978,11 @@ void DatabaseHelper::updateProfileValue(Profile* profile, const std::string& cus
         ALOGE("the default value can't be updated, %d", __LINE__);
         return;
     }
-    execSQL(std::string("DELETE FROM ") + kTableNames[TABLE_PROFILES] + " WHERE custom_name='" +
-            escape_sql_quotes(customName) + "' AND profile_id='" +
-            int2string(profile->getProfileId()) + "'");
-    insertValue(profile, customName, profile->getId());
+    const std::string profileId = int2string(profile->getProfileId());
+    replaceRow(TABLE_PROFILES, profile, profile->toString(), customName, profile->getId(),
+               {{"custom_name", customName}, {"profile_id", profileId}},
+               std::string("DELETE FROM ") + kTableNames[TABLE_PROFILES] + " WHERE custom_name='" +
+                   escape_sql_quotes(customName) + "' AND profile_id='" + profileId + "'");
 }
 
 void DatabaseHelper::updateProfileEndpointValue(ProfileEndpoint* endpoint,
@@ -1091,14 +995,71 @@ void DatabaseHelper::updateProfileEndpointValue(ProfileEndpoint* endpoint,
         ALOGE("the default value can't be updated, %d", __LINE__);
         return;
     }
-    execSQL(std::string("DELETE FROM ") + kTableNames[TABLE_PROFILE_ENDPOINTS] +
-            " WHERE custom_name='" + escape_sql_quotes(customName) + "' AND profile_id='" +
-            int2string(endpoint->getProfileId()) + "' AND endpoint='" +
-            escape_sql_quotes(endpoint_name(endpoint->getEndpoint())) + "'");
-    insertValue(endpoint, customName, endpoint->getId());
+    const std::string profileId = int2string(endpoint->getProfileId());
+    const std::string endpointName = endpoint_name(endpoint->getEndpoint());
+    replaceRow(TABLE_PROFILE_ENDPOINTS, endpoint, endpoint->toString(), customName,
+               endpoint->getId(),
+               {{"custom_name", customName}, {"profile_id", profileId}, {"endpoint", endpointName}},
+               std::string("DELETE FROM ") + kTableNames[TABLE_PROFILE_ENDPOINTS] +
+                   " WHERE custom_name='" + escape_sql_quotes(customName) + "' AND profile_id='" +
+                   profileId + "' AND endpoint='" + escape_sql_quotes(endpointName) + "'");
+}
+
+void DatabaseHelper::replaceRow(TableType table, ParameterValues* record,
+                                const std::string& recordText, const std::string& customName,
+                                long long id, KeyValues keys, std::string deleteSql) {
+    // A row without an _id of its own gets a new one, which goes back into the record at
+    // once: it cannot wait for the end of the save.
+    if (!mKeepReplacements || id <= 0) {
+        makeReplacements(table);
+        execSQL(deleteSql);
+        if (id <= 0) {
+            id = newRowId(table);
+            record->setId(id);
+        }
+        insertRecord(table, record, recordText, customName, id);
+        return;
+    }
+    mReplacements.add(table, {std::move(keys), std::move(deleteSql), id,
+                              rowValues(table, record, recordText, customName)});
+}
+
+void DatabaseHelper::makeReplacements(TableType table) {
+    std::vector<RowReplacements::Replacement> replacements = mReplacements.take(table);
+    if (replacements.empty() || mTransactionFailed) return;
+    if (RowReplacements::alreadyHeld(mDb, table, replacements)) return;
+    for (const auto& replacement : replacements) {
+        execSQL(replacement.deleteSql);
+        insertRow(table, replacement.id, replacement.values);
+    }
+}
+
+void DatabaseHelper::setKeepReplacements(bool on) {
+    if (!on) {
+        for (TableType table : mReplacements.tables()) makeReplacements(table);
+    }
+    mKeepReplacements = on;
 }
 
 void DatabaseHelper::updateConfiguration(const std::string& key, const std::string& value) {
+    // An UPDATE writes its rows even when they hold the value already; a save that changes
+    // nothing must write nothing.
+    if (mDb != nullptr && !mTransactionFailed) {
+        SqliteStatement* held = mWriteStatements->get(
+            std::string("SELECT value FROM ") + kTableNames[TABLE_CONFIGURATION] + " WHERE key=?");
+        if (held != nullptr && key.find('\0') == std::string::npos &&
+            sqlite3_bind_text(held->get(), 1, key.data(), static_cast<int>(key.size()),
+                              SQLITE_STATIC) == SQLITE_OK) {
+            bool same = true;
+            int rc = SQLITE_DONE;
+            while (same && (rc = held->step()) == SQLITE_ROW) {
+                same = held->columnType(0) == SQLITE_TEXT && held->columnText(0) == value;
+            }
+            const bool unchanged = same && rc == SQLITE_DONE;
+            sqlite3_reset(held->get());
+            if (unchanged) return;
+        }
+    }
     execSQL(std::string("UPDATE ") + kTableNames[TABLE_CONFIGURATION] + " SET value='" +
             escape_sql_quotes(value) + "' WHERE key='" + escape_sql_quotes(key) + "'");
 }

@@ -22,6 +22,9 @@
 #include "model/Profile.h"
 #include "model/ProfileEndpoint.h"
 #include "model/Tuning.h"
+#include "store/RowReplacements.h"
+#include "store/StatementCache.h"
+#include "store/TableSnapshot.h"
 #include "store/TableType.h"
 
 namespace velora {
@@ -85,7 +88,8 @@ class DatabaseHelper {
     // Drops every table.
     void clear();
 
-    // Each returns execSQL's result: 0 success, 1 failure.
+    // Each returns execSQL's result: 0 success, 1 failure. Writers group their writes with a
+    // Transaction, which calls these.
     int beginTransaction();
     int commitTransaction();
     int rollbackTransaction();
@@ -99,6 +103,13 @@ class DatabaseHelper {
     // caller compares it before and after a series of writes to learn whether all of them
     // reached the database.
     unsigned getFailureCount() const { return mFailures; }
+    // The cause of the last failed statement as a negative errno: -ENOSPC for a full disk,
+    // -EBUSY for a lock another connection holds, the system's own error of a failed read,
+    // write or sync (-EIO), ...; 0 before any failure.
+    int getLastError() const { return mLastError; }
+    // While on (a save of the whole state), row replacements are kept and made when it is
+    // switched off, only for the tables whose rows they would change (see RowReplacements).
+    void setKeepReplacements(bool on);
     // While on, statements that fail are counted but not logged: a save retried while its
     // cause lasts would otherwise repeat the same lines every time.
     void setQuietFailures(bool quiet) { mQuietFailures = quiet; }
@@ -156,7 +167,10 @@ class DatabaseHelper {
     // would find them. Only a table whose layout is exactly the one init() creates, with no
     // index, is read so (any other keeps its statements, and their messages); any write
     // forgets what was read. Loading the whole state at start-up asks for this.
-    void setReadTablesOnce(bool on);
+    void setReadTablesOnce(bool on) {
+        mSnapshot->setEnabled(on);
+        forgetStoredRows();
+    }
 
     // Reads one parameter column's stored text into record: the value as the text reads
     // (a list with its trailing element) and the text itself, which a later save of the
@@ -165,18 +179,12 @@ class DatabaseHelper {
                                 std::string_view text);
 
   private:
+    friend class Transaction;
+
     // Handles a column of the record's own (non-parameter) fields; true when it was one.
     using OwnColumnReader = std::function<bool(const std::string& column, const std::string& text,
                                                const std::vector<int>& values)>;
-
-    // One stored column of a row: its SQLite type, its text (empty for NULL) and, for an
-    // integer, its value. The text lives as long as the statement's row, or as the rows
-    // read once.
-    struct StoredCell {
-        int type;
-        long long integer;
-        std::string_view text;
-    };
+    using StoredCell = TableSnapshot::Cell;
     // What a column of a record row is to the record: skipped (its id, copy and keys), one
     // of its parameters, or one of its own fields.
     struct ColumnRole {
@@ -184,25 +192,7 @@ class DatabaseHelper {
         bool skipped = false;
         std::optional<Parameter> parameter;
     };
-    // The rows of a table in stored order, and, per set of key columns (by position), where
-    // to find the rows whose key columns hold a given text and what each column is.
-    struct TableRows {
-        std::vector<std::string> columns;
-        size_t rowCount = 0;
-        // Row after row; their texts are kept one after another in blocks that never move.
-        std::vector<StoredCell> cells;
-        std::vector<std::unique_ptr<char[]>> textBlocks;
-        char* blockNext = nullptr;
-        size_t blockLeft = 0;
-        const StoredCell& cell(size_t row, size_t column) const {
-            return cells[row * columns.size() + column];
-        }
-        // A copy of text that lives as long as the rows.
-        std::string_view keep(std::string_view text);
-        std::map<std::vector<size_t>, std::map<std::string, std::vector<size_t>>> indexes;
-        std::map<std::set<std::string>, std::vector<ColumnRole>> roles;
-    };
-    using KeyValues = std::vector<std::pair<std::string, std::string>>;  // column, text
+    using KeyValues = TableSnapshot::KeyValues;
 
     // Applies one stored column of a row to record: key and NULL columns are skipped, own
     // columns go to ownColumn, every other column is set as the parameter of its name.
@@ -210,22 +200,12 @@ class DatabaseHelper {
     void applyColumn(ParameterValues* record, const ColumnRole& role, const StoredCell& cell,
                      const OwnColumnReader& ownColumn);
     ColumnRole roleOf(const std::string& column, const std::set<std::string>& keyColumns) const;
-    // The rows that read once holds for type, or null when the table is not read so.
-    TableRows* storedRows(TableType type);
-    // Calls visit with the index of every stored row whose key columns hold exactly the texts
-    // of keys, in stored order; false (and no call) when the statement must run instead.
-    bool forEachStoredRow(TableType type, const KeyValues& keys,
-                          const std::function<void(TableRows&, size_t)>& visit);
     void forgetStoredRows();
-    // True when the table is exactly as init() creates it and has no index.
-    bool tableAsCreated(TableType type);
     // Runs the record query as a statement prepared once per table with the keys bound;
     // false when it cannot (the statement text then runs).
     bool readBound(TableType table, const KeyValues& keys, const std::set<std::string>& keyColumns,
                    ParameterValues* record, const OwnColumnReader& ownColumn);
     static StoredCell read_cell(const SqliteStatement& statement, int i);
-    // The same from a cell taken once with sqlite3_column_value.
-    static StoredCell read_value(sqlite3_value* value);
 
     // Runs a SELECT * and reads every row into record: key and NULL columns are skipped,
     // own columns go to ownColumn, every other column is set as the parameter of its name.
@@ -233,11 +213,21 @@ class DatabaseHelper {
     void readRecord(TableType table, const KeyValues& keys, const std::set<std::string>& keyColumns,
                     ParameterValues* record, const OwnColumnReader& ownColumn,
                     bool reportPrepareResult);
-    // Builds and runs the INSERT of a record into table: its storage text, except that a
-    // parameter still holding the value it was read with is written as the text it was read
-    // from.
+    // The values of a record's row after _id, in column order: its storage text, except that
+    // a parameter still holding the value it was read with is written as the text it was
+    // read from, and a value the record lacks is NULL.
+    std::vector<std::optional<std::string>> rowValues(TableType table,
+                                                      const ParameterValues* record,
+                                                      const std::string& recordText,
+                                                      const std::string& customName);
     void insertRecord(TableType table, const ParameterValues* record, const std::string& recordText,
                       const std::string& customName, long long id);
+    // Replaces the row that keys find by the record's values (DELETE, then INSERT with id);
+    // during a save the replacement is kept until the save ends.
+    void replaceRow(TableType table, ParameterValues* record, const std::string& recordText,
+                    const std::string& customName, long long id, KeyValues keys,
+                    std::string deleteSql);
+    void makeReplacements(TableType table);
     long long newRowId(TableType table);
     // The INSERT of a row: _id, then the text (or NULL) of every other column in order.
     void insertRow(TableType table, long long id,
@@ -249,6 +239,17 @@ class DatabaseHelper {
     bool forEachConfigurationValue(const std::string& key,
                                    const std::function<void(const std::string&)>& visit);
     void updateConfiguration(const std::string& key, const std::string& value);
+    // Opens the file at mPath unless something else stands there.
+    void open();
+
+    // Notes a failed statement (its SQLite result, or 0 for one that never ran) and tells
+    // whether to log it: inside a transaction only the first failure is logged.
+    bool noteFailure(int rc);
+    // True while statements are not run: a statement of the open transaction failed.
+    bool transactionFailed();
+    // Transaction guards open and close their scope here.
+    void enterTransaction() { ++mTransactionDepth; }
+    void leaveTransaction();
 
     std::string mDbName;
     std::string mDirectory;
@@ -257,21 +258,22 @@ class DatabaseHelper {
     bool mExistedBeforeOpen = false;
     sqlite3* mDb = nullptr;
     std::map<std::string, Parameter> mColumnNameMap;
-    bool mReadTablesOnce = false;
-    // Per table: absent until first asked, null when the table is not read once.
-    std::map<TableType, std::unique_ptr<TableRows>> mStoredRows;
-    // sqlite_master as read once, per table: "type\nname\nsql" of every object on it.
-    bool mSchemaRead = false;
-    std::map<std::string, std::vector<std::string>> mSchema;
-    std::map<TableType, std::unique_ptr<SqliteStatement>> mBoundSelects;
-    // What each column of a bound statement's rows is to its record.
+    std::unique_ptr<TableSnapshot> mSnapshot;
+    // What each column of the snapshot's rows is to a record, per table and key columns.
+    std::map<std::pair<TableType, std::set<std::string>>, std::vector<ColumnRole>> mSnapshotRoles;
+    // Bound record reads, valid while the tables are as created; forgotten with the snapshot.
+    std::unique_ptr<StatementCache> mReadStatements;
     std::map<TableType, std::vector<ColumnRole>> mBoundRoles;
-    std::string mJoinedKey;
-    // Kept while only the inserts made here change the database.
-    std::map<TableType, std::unique_ptr<SqliteStatement>> mInsertStatements;
+    // Bound inserts, kept while only the inserts made here change the database.
+    std::unique_ptr<StatementCache> mWriteStatements;
     std::map<TableType, int> mRowCounts;
+    bool mKeepReplacements = false;
+    RowReplacements mReplacements;
     unsigned mFailures = 0;
+    int mLastError = 0;
     bool mQuietFailures = false;
+    int mTransactionDepth = 0;
+    bool mTransactionFailed = false;
 };
 
 }  // namespace velora

@@ -9,8 +9,8 @@
 #include <errno.h>
 #include <log/log.h>
 #include <stdlib.h>
+#include <string.h>
 
-#include "store/ScopedTransaction.h"
 #include "store/TextHelpers.h"
 #include "tuning/DeviceData.h"
 
@@ -297,31 +297,34 @@ void Provider::reloadCachedDeviceTunings() {
 
 void Provider::clear() { mDb->clear(); }
 
-void Provider::beginTransaction() { mDb->beginTransaction(); }
+int Provider::beginTransaction() { return mDb->beginTransaction() == 0 ? 0 : mDb->getLastError(); }
 
-void Provider::commitTransaction() { mDb->commitTransaction(); }
+int Provider::commitTransaction() {
+    return mDb->commitTransaction() == 0 ? 0 : mDb->getLastError();
+}
 
 int Provider::beginSave(bool quietFailures) {
-    if (!mDb->isOpen()) {
-        if (!quietFailures) ALOGE("%s(): the database is not open", "beginSave");
-        return -ENODEV;
-    }
+    mSave.reset();
     mDb->setQuietFailures(quietFailures);
-    if (mDb->beginTransaction() != 0) {
+    mSave = std::make_unique<Transaction>(*mDb);
+    const int result = mSave->status();
+    if (result != 0) {
+        if (!quietFailures) {
+            ALOGE("%s(): cannot start the save: %s", "beginSave", strerror(-result));
+        }
+        mSave.reset();
         mDb->setQuietFailures(false);
-        return -EBUSY;
+        return result;
     }
-    mFailuresBeforeSave = mDb->getFailureCount();
+    mDb->setKeepReplacements(true);
     return 0;
 }
 
 int Provider::endSave() {
-    int result = 0;
-    if (mDb->getFailureCount() != mFailuresBeforeSave || mDb->commitTransaction() != 0) {
-        // A failed COMMIT may have ended the transaction already.
-        if (mDb->inTransaction()) mDb->rollbackTransaction();
-        result = -EIO;
-    }
+    if (mSave == nullptr) return -EINVAL;
+    mDb->setKeepReplacements(false);
+    const int result = mSave->commit();
+    mSave.reset();
     mDb->setQuietFailures(false);
     return result;
 }
@@ -385,10 +388,11 @@ int Provider::populate(DeviceData& data) {
     }
     // The old contents go only inside a transaction that can be undone: without one, a
     // failure half-way would leave the user with neither the old settings nor the new.
-    ScopedTransaction transaction(*mDb);
-    if (!transaction.isActive()) {
-        ALOGE("%s(): cannot start a transaction, database kept as it was", "populate");
-        return -EBUSY;
+    Transaction transaction(*mDb);
+    if (transaction.status() != 0) {
+        ALOGE("%s(): cannot start a transaction (%s), database kept as it was", "populate",
+              strerror(-transaction.status()));
+        return transaction.status();
     }
     clear();
     if (mDb->init() != 0) {
@@ -405,9 +409,11 @@ int Provider::populate(DeviceData& data) {
         std::string portName = kPortNames[port];
         setDeviceTuning(portName, "default_" + portName);
     }
-    if (transaction.commit() != 0) {
-        ALOGE("%s(): cannot commit, database kept as it was", "populate");
-        return -EIO;
+    const int committed = transaction.commit();
+    if (committed != 0) {
+        ALOGE("%s(): cannot commit (%s), database kept as it was", "populate",
+              strerror(-committed));
+        return committed;
     }
     setDefaultXmlSignature(data.getSignature());
     setDefaultXmlFormatVersion(data.getFormatVersion());

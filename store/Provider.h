@@ -20,6 +20,7 @@
 #include "model/ProfileEndpoint.h"
 #include "model/Tuning.h"
 #include "store/DatabaseHelper.h"
+#include "store/Transaction.h"
 
 namespace velora {
 
@@ -89,8 +90,11 @@ class Provider {
     virtual void clearOemDeviceTunings();
     virtual void reloadCachedDeviceTunings();
     virtual void clear();
-    virtual void beginTransaction();
-    virtual void commitTransaction();
+    // "BEGIN EXCLUSIVE" and COMMIT: 0, or the negative errno of the failure. Writers group
+    // their writes with a Transaction on getDatabaseHelper() instead; these remain for
+    // callers that only need the statements.
+    virtual int beginTransaction();
+    virtual int commitTransaction();
     virtual void setDefaultXmlSignature(const std::string& signature);
     virtual std::string getDefaultXmlSignature();
     virtual void setDefaultXmlFormatVersion(const std::string& version);
@@ -118,10 +122,13 @@ class Provider {
     // DatabaseHelper::setReadTablesOnce); the records come out the same.
     void setReadTablesOnce(bool on) { mDb->setReadTablesOnce(on); }
     // A save of the current state as one unit: beginSave() opens the transaction (0, or
-    // -ENODEV without a database, -EBUSY when it cannot start); endSave() commits it when
-    // every write since beginSave() succeeded and otherwise rolls it back, so that a save
-    // never leaves a row deleted and not written again (0, or -EIO). With quietFailures the
-    // statements of the save that fail are not logged (a retry of a save that failed).
+    // the negative errno it could not start with: -ENODEV without a database, -EBUSY when
+    // another connection holds the lock, ...); endSave() commits it when every write since
+    // beginSave() succeeded and otherwise rolls it back, so that a save never leaves a row
+    // deleted and not written again (0, or the negative errno of the failure: -ENOSPC for a
+    // full disk, -EIO, ...). Rows the save would leave as they are, it does not write: a save
+    // that changes nothing writes nothing. With quietFailures the statements of the save that
+    // fail are not logged (the failure was reported already).
     int beginSave(bool quietFailures = false);
     int endSave();
     // False for a database that holds no table yet (see DatabaseHelper::hasTables).
@@ -154,7 +161,7 @@ class Provider {
     void clearDeviceTuningCache();
 
     std::unique_ptr<DatabaseHelper> mDb;
-    unsigned mFailuresBeforeSave = 0;
+    std::unique_ptr<Transaction> mSave;
     int mNumOfProfiles = 0;
     std::vector<ProfileRecords> mProfiles;
     std::unique_ptr<IeqPreset> mIeqPresets[kPresetTypeCount];

@@ -12,7 +12,7 @@
 
 #include "StoreTestSupport.h"
 #include "store/DatabaseHelper.h"
-#include "store/ScopedTransaction.h"
+#include "store/Transaction.h"
 #include "testutil/LogCapture.h"
 #include "testutil/TempRoot.h"
 
@@ -406,17 +406,20 @@ TEST_F(DatabaseHelperTest, ConfigurationRowsUpdatesAndOemClearing) {
     StatementTrace trace(db->getConnection());
     db->updatePexStatus("State", false);
     db->updateSelectedProfile("Profile", "2");
-    db->updateTuningDevice("usb", "dock");  // no such key: nothing is added
+    db->updateSelectedProfile("Profile", "2");  // holds it already: no UPDATE
+    db->updateTuningDevice("usb", "dock");      // no such key: nothing is added
     EXPECT_EQ("", db->queryConfigurationValue("usb"));
     db->clearOemTunings();
     db->clearOemDeviceTunings();
-    EXPECT_THAT(trace.statements(),
-                ElementsAre("UPDATE configuration SET value='false' WHERE key='State'",
-                            "UPDATE configuration SET value='2' WHERE key='Profile'",
-                            "UPDATE configuration SET value='dock' WHERE key='usb'",
-                            "SELECT value FROM configuration WHERE key='usb'",
-                            "DELETE from tunings WHERE custom_name = 'oem'",
-                            "DELETE from device_tunings WHERE custom_name = 'oem'"));
+    std::vector<std::string> written;  // the statements with their texts, not the bound checks
+    for (const std::string& sql : trace.statements()) {
+        if (sql.find('?') == std::string::npos) written.push_back(sql);
+    }
+    EXPECT_THAT(written, ElementsAre("UPDATE configuration SET value='false' WHERE key='State'",
+                                     "UPDATE configuration SET value='2' WHERE key='Profile'",
+                                     "SELECT value FROM configuration WHERE key='usb'",
+                                     "DELETE from tunings WHERE custom_name = 'oem'",
+                                     "DELETE from device_tunings WHERE custom_name = 'oem'"));
     EXPECT_FALSE(db->queryPexStatus("State"));
     EXPECT_EQ("2", db->querySelectedProfile("Profile"));
     EXPECT_EQ(3, db->getRowCount("configuration"));
@@ -464,19 +467,65 @@ TEST_F(DatabaseHelperTest, FailuresAreReportedWithTheirMessages) {
                          "line "));
 }
 
-TEST_F(DatabaseHelperTest, ScopedTransactionRollsBackUnlessCommitted) {
+TEST_F(DatabaseHelperTest, TransactionsRollBackUnlessCommittedJoinAndReportTheirCause) {
     {
-        ScopedTransaction transaction(*db);
-        ASSERT_TRUE(transaction.isActive());
+        Transaction transaction(*db);
+        ASSERT_EQ(0, transaction.status());
         db->insertConfigurationValue("lost", "1");
     }
     {
-        ScopedTransaction transaction(*db);
+        Transaction outer(*db);
         db->insertConfigurationValue("kept", "1");
-        EXPECT_EQ(0, transaction.commit());
+        {
+            Transaction inner(*db);  // joins: its commit leaves the outer one open
+            EXPECT_TRUE(inner.isJoined());
+            db->insertConfigurationValue("joined", "1");
+            EXPECT_EQ(0, inner.commit());
+            EXPECT_TRUE(db->inTransaction());
+        }
+        EXPECT_EQ(0, outer.commit());
     }
     EXPECT_EQ("", db->queryConfigurationValue("lost"));
     EXPECT_EQ("1", db->queryConfigurationValue("kept"));
+    EXPECT_EQ("1", db->queryConfigurationValue("joined"));
+
+    // A full disk: the first failure is logged, the statements after it do not run, and the
+    // commit rolls everything back and names the cause.
+    const std::string pages = SecondConnection(root.hostPath(kDbFile))
+                                  .query("PRAGMA page_count")
+                                  .at(0)
+                                  .begin()
+                                  ->second.value();
+    ASSERT_EQ(SQLITE_OK,
+              sqlite3_exec(db->getConnection(), ("PRAGMA max_page_count=" + pages).c_str(), nullptr,
+                           nullptr, nullptr));
+    {
+        Transaction transaction(*db);
+        db->execSQL("DELETE FROM configuration");
+        db->insertConfigurationValue("big", std::string(20000, 'x'));
+        db->insertConfigurationValue("after", "1");
+        EXPECT_EQ(-ENOSPC, transaction.commit());
+        EXPECT_EQ(-ENOSPC, db->getLastError());
+    }
+    EXPECT_FALSE(db->inTransaction());
+    size_t failureLines = 0;
+    for (const auto& line : logs.lines())
+        failureLines += line.message.rfind("failed to exec", 0) == 0;
+    EXPECT_EQ(1u, failureLines);
+    EXPECT_EQ("1", db->queryConfigurationValue("kept"));
+
+    // Another connection holds the lock: BEGIN fails with -EBUSY, and nothing is written.
+    DatabaseHelper::setBusyTimeout(10);
+    DatabaseHelper second("kiv_sqlite3.db");
+    DatabaseHelper::setBusyTimeout(1000);
+    SecondConnection writer(root.hostPath(kDbFile), /*readOnly=*/false);
+    ASSERT_EQ(SQLITE_OK, writer.exec("BEGIN IMMEDIATE"));
+    {
+        Transaction transaction(second);
+        EXPECT_EQ(-EBUSY, transaction.status());
+        EXPECT_EQ(-EBUSY, transaction.commit());
+    }
+    writer.exec("ROLLBACK");
 }
 
 }  // namespace

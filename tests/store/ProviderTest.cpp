@@ -7,12 +7,17 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <map>
 #include <memory>
+#include <random>
 #include <tuple>
 
 #include "StoreTestSupport.h"
 #include "store/Provider.h"
+#include "store/Transaction.h"
 #include "testutil/LogCapture.h"
 #include "testutil/TempRoot.h"
 #include "tuning/DeviceData.h"
@@ -140,6 +145,83 @@ TEST_F(ProviderTest, PopulateRebuildsInOneTransactionAndAFailedRebuildKeepsTheOl
     writer.exec("ROLLBACK");
     EXPECT_EQ("1800000000", provider->getDefaultXmlSignature());
     EXPECT_EQ(2 * data->getProfiles().size(), rows("profiles").size());
+}
+
+// A save of the whole state leaves the file exactly as replacing every custom row one after
+// another does (rows, their order and _id), and one that changes nothing writes nothing:
+// seeded random rounds of changes, each checked against a copy of the file on which every
+// replacement is made.
+TEST_F(ProviderTest, SavesLeaveTheFileAsEveryReplacementWouldAndUnchangedOnesWriteNothing) {
+    populateAndInit();
+    const unsigned seed = std::random_device()();
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::mt19937 random(seed);
+    const std::string path = provider->getDatabaseHelper().getPath();
+    const auto bytes = [](const std::string& file) {
+        std::ifstream in(file, std::ios::binary);
+        return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    };
+    std::vector<ParameterValues*> records;
+    for (int id = 0; id < provider->getNumOfProfiles(); ++id) {
+        records.push_back(provider->loadProfile(id));
+        for (ProfileEndpoint* endpoint : provider->loadProfileEndpoints(id)) {
+            records.push_back(endpoint);
+        }
+        records.push_back(provider->loadGeqPreset(id));
+    }
+    const auto saveAll = [&records](auto&& save) {
+        for (ParameterValues* record : records) save(record);
+    };
+    const auto save = [](DatabaseHelper& db) {
+        return [&db](ParameterValues* record) {
+            if (auto* profile = dynamic_cast<Profile*>(record)) {
+                db.updateProfileValue(profile, "custom");
+            } else if (auto* endpoint = dynamic_cast<ProfileEndpoint*>(record)) {
+                db.updateProfileEndpointValue(endpoint, "custom");
+            } else {
+                db.updateGeqValue(dynamic_cast<GeqPreset*>(record), "custom");
+            }
+        };
+    };
+    for (int round = 0; round < 12; ++round) {
+        SCOPED_TRACE("round " + std::to_string(round));
+        const int changes = round < 2 ? 0 : static_cast<int>(random() % 3);
+        for (int c = 0; c < changes; ++c) {
+            ParameterValues* record = records[random() % records.size()];
+            auto values = record->getValues();
+            if (values.empty()) continue;
+            auto it = std::next(values.begin(), static_cast<long>(random() % values.size()));
+            record->set(it->first, {static_cast<int>(random() % 5)});
+        }
+        const std::string reference = path + ".reference";
+        std::filesystem::copy_file(path, reference,
+                                   std::filesystem::copy_options::overwrite_existing);
+        {
+            DatabaseHelper replaced("kiv_sqlite3.db.reference");
+            Transaction transaction(replaced);
+            saveAll(save(replaced));
+            ASSERT_EQ(0, transaction.commit());
+        }
+        const std::string before = bytes(path);
+        const int totalChanges =
+            sqlite3_total_changes(provider->getDatabaseHelper().getConnection());
+        ASSERT_EQ(0, provider->beginSave());
+        saveAll(save(provider->getDatabaseHelper()));
+        provider->setPexOn(true);
+        provider->setSelectedProfile(0);
+        ASSERT_EQ(0, provider->endSave());
+        for (int table = 0; table < kTableCount; ++table) {
+            EXPECT_EQ(testing::table_rows(reference, DatabaseHelper::kTableNames[table]),
+                      rows(DatabaseHelper::kTableNames[table]))
+                << DatabaseHelper::kTableNames[table];
+        }
+        // The first save after a rebuild moves the custom rows behind the default ones.
+        if (round > 0 && changes == 0) {
+            EXPECT_EQ(before, bytes(path));
+            EXPECT_EQ(totalChanges,
+                      sqlite3_total_changes(provider->getDatabaseHelper().getConnection()));
+        }
+    }
 }
 
 // Written, closed, and read back by a second provider: every record value for value.
