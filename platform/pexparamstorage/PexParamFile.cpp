@@ -18,6 +18,8 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <vector>
+
 namespace android {
 
 namespace {
@@ -63,29 +65,66 @@ int make_parent_dirs(const std::string& path) {
     return 0;
 }
 
-// A new file appears under its name complete with its header (written under a temporary
-// name, then linked), so a reader never opens a file without one. link() rather than
-// rename(): when two writers race, the first file stays and the second is dropped. Only a
-// file that is to replace a damaged one is renamed over it.
-int create_file(const std::string& path, uint32_t generation, bool replace) {
+// Syncs the folder that holds path, so that a name put there or taken away survives a power
+// cut.
+int sync_parent(const std::string& path) {
+    const size_t slash = path.rfind('/');
+    const std::string dir = slash == std::string::npos ? "."
+                            : slash == 0               ? "/"
+                                                       : path.substr(0, slash);
+    const int fd = open(dir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd < 0) return -errno;
+    const int err = fsync(fd) == 0 ? 0 : -errno;
+    close(fd);
+    return err;
+}
+
+// Every file appears under its name whole: written under a temporary name, synced, then
+// linked (a new file: when two writers race, the first file stays and the second is dropped)
+// or renamed over the file there (a commit, or a new file in place of a damaged one), and the
+// folder synced. After a power cut the name holds the previous whole file or the new one,
+// never a torn or empty one.
+int write_file(const std::string& path, const PexParamSnapshot& snapshot, bool replace) {
+    std::vector<uint32_t> words(PexParamFile::kHeaderSize / 4, 0);
+    for (const auto& entry : snapshot.records) {
+        words.push_back(entry.first.first);
+        words.push_back(entry.first.second);
+        words.push_back(entry.second.generation);
+        words.push_back(static_cast<uint32_t>(entry.second.values.size()));
+        for (int32_t value : entry.second.values) words.push_back(static_cast<uint32_t>(value));
+    }
+    const size_t payloadBytes = (words.size() * 4) - PexParamFile::kHeaderSize;
+    if (PexParamFile::kHeaderSize + payloadBytes > PexParamFile::kMaxFileSize) return -ENOSPC;
+    words[kOffMagic / 4] = PexParamFile::kMagic;
+    words[kOffVersion / 4] = PexParamFile::kVersion;
+    words[kOffHeaderSize / 4] = PexParamFile::kHeaderSize;
+    words[kOffGeneration / 4] = snapshot.generation;
+    words[kOffRecordCount / 4] = static_cast<uint32_t>(snapshot.records.size());
+    words[kOffPayloadBytes / 4] = static_cast<uint32_t>(payloadBytes);
+    size_t size = round_up_to_page(words.size() * 4);
+    if (size < PexParamFile::kInitialSize) size = PexParamFile::kInitialSize;
+
     std::string tmp = path + ".XXXXXX";
     const int fd = mkstemp(&tmp[0]);
     if (fd < 0) return -errno;
     int err = 0;
-    uint32_t header[PexParamFile::kHeaderSize / 4] = {};
-    header[kOffMagic / 4] = PexParamFile::kMagic;
-    header[kOffVersion / 4] = PexParamFile::kVersion;
-    header[kOffHeaderSize / 4] = PexParamFile::kHeaderSize;
-    header[kOffGeneration / 4] = generation;
-    if (fchmod(fd, 0644) != 0 || ftruncate(fd, PexParamFile::kInitialSize) != 0 ||
-        pwrite(fd, header, sizeof(header), 0) != static_cast<ssize_t>(sizeof(header))) {
-        err = -errno;
-    } else if (replace ? rename(tmp.c_str(), path.c_str()) != 0
-                       : link(tmp.c_str(), path.c_str()) != 0 && errno != EEXIST) {
+    if (fchmod(fd, 0644) != 0 || ftruncate(fd, static_cast<off_t>(size)) != 0) err = -errno;
+    const char* bytes = reinterpret_cast<const char*>(words.data());
+    for (size_t done = 0; err == 0 && done < words.size() * 4;) {
+        const ssize_t n =
+            pwrite(fd, bytes + done, words.size() * 4 - done, static_cast<off_t>(done));
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) err = n < 0 ? -errno : -EIO;
+        if (n > 0) done += static_cast<size_t>(n);
+    }
+    if (err == 0 && fdatasync(fd) != 0) err = -errno;
+    if (err == 0 && (replace ? rename(tmp.c_str(), path.c_str()) != 0
+                             : link(tmp.c_str(), path.c_str()) != 0 && errno != EEXIST)) {
         err = -errno;
     }
     close(fd);
-    unlink(tmp.c_str());
+    if (err != 0 || !replace) unlink(tmp.c_str());
+    if (err == 0) err = sync_parent(path);
     return err;
 }
 
@@ -101,7 +140,7 @@ int PexParamFile::openForWriting(const std::string& path, std::unique_ptr<PexPar
     if (err != 0) return err;
     int fd = open(path.c_str(), O_RDWR | O_CLOEXEC);
     if (fd < 0 && errno == ENOENT) {
-        err = create_file(path, 0, /*replace=*/false);
+        err = write_file(path, PexParamSnapshot(), /*replace=*/false);
         if (err != 0) return err;
         fd = open(path.c_str(), O_RDWR | O_CLOEXEC);
     }
@@ -137,15 +176,17 @@ int PexParamFile::openForWriting(const std::string& path, std::unique_ptr<PexPar
                 "%s has %zu bytes, more than a parameter file holds; starting it over at "
                 "generation %u",
                 path.c_str(), file->mMapSize, generation);
-            err = create_file(path, generation, /*replace=*/true);
-            if (err == 0) {
-                file->reinitialise(generation, /*magic=*/0);
-                replaced = true;
-            }
+            replaced = true;
         } else if (!valid || (seq & 1) != 0 || file->read(&check) != 0) {
             ALOGW("%s is not a whole parameter file; starting it over at generation %u",
                   path.c_str(), generation);
-            file->reinitialise(generation);
+            replaced = true;
+        }
+        if (replaced) {
+            PexParamSnapshot empty;
+            empty.generation = generation;
+            err = write_file(path, empty, /*replace=*/true);
+            if (err == 0) file->reinitialise(generation, /*magic=*/0);
         }
     }
     file->unlockWriters();
@@ -220,22 +261,6 @@ int PexParamFile::mapWhole() {
     return 0;
 }
 
-// Never shrinks the file: readers in other processes may have mapped all of it.
-int PexParamFile::growTo(size_t size) {
-    struct stat st;
-    if (fstat(mFd, &st) != 0) return -errno;
-    size_t newSize = static_cast<size_t>(st.st_size) > mMapSize ? st.st_size : mMapSize;
-    if (newSize < kInitialSize) newSize = kInitialSize;
-    while (newSize < size) newSize *= 2;
-    newSize = round_up_to_page(newSize);
-    if (newSize > kMaxFileSize) newSize = kMaxFileSize;
-    if (newSize < size) return -ENOSPC;
-    if (newSize > static_cast<size_t>(st.st_size) && ftruncate(mFd, newSize) != 0) {
-        return -errno;
-    }
-    return mapWhole();
-}
-
 bool PexParamFile::headerValid() const {
     return load_word(word(kOffMagic)) == kMagic && load_word(word(kOffVersion)) == kVersion &&
            load_word(word(kOffHeaderSize)) == kHeaderSize;
@@ -256,36 +281,16 @@ void PexParamFile::reinitialise(uint32_t generation, uint32_t magic) {
 
 uint32_t PexParamFile::publishedGeneration() const { return load_word(word(kOffGeneration)); }
 
-int PexParamFile::publish(const PexParamSnapshot& snapshot) {
+int PexParamFile::publish(const std::string& path, const PexParamSnapshot& snapshot,
+                          std::unique_ptr<PexParamFile>* next) {
     if (!mWritable) return -EBADF;
-    uint64_t words = 0;
-    for (const auto& entry : snapshot.records) {
-        words += kRecordHeaderWords + entry.second.values.size();
-    }
-    const uint64_t payloadBytes = words * 4;
-    if (kHeaderSize + payloadBytes > kMaxFileSize) return -ENOSPC;
-    if (kHeaderSize + payloadBytes > mMapSize) {
-        const int err = growTo(kHeaderSize + payloadBytes);
-        if (err != 0) return err;
-    }
-
-    const uint64_t seq = __atomic_load_n(sequence(), __ATOMIC_RELAXED);
-    __atomic_store_n(sequence(), seq + 1, __ATOMIC_RELAXED);
-
-    uint32_t* out = word(kHeaderSize);
-    for (const auto& entry : snapshot.records) {
-        const PexParamRecord& record = entry.second;
-        store_word(out++, entry.first.first);
-        store_word(out++, entry.first.second);
-        store_word(out++, record.generation);
-        store_word(out++, static_cast<uint32_t>(record.values.size()));
-        for (int32_t value : record.values) store_word(out++, static_cast<uint32_t>(value));
-    }
-    store_word(word(kOffGeneration), snapshot.generation);
-    store_word(word(kOffRecordCount), static_cast<uint32_t>(snapshot.records.size()));
-    store_word(word(kOffPayloadBytes), static_cast<uint32_t>(payloadBytes));
-
-    __atomic_store_n(sequence(), seq + 2, __ATOMIC_RELEASE);
+    int err = write_file(path, snapshot, /*replace=*/true);
+    if (err != 0) return err;
+    // Readers that hold this file learn that it is no parameter file any more and open the
+    // new one; the commit is on disk whether or not the new one can be opened here.
+    reinitialise(publishedGeneration(), /*magic=*/0);
+    err = openForWriting(path, next);
+    if (err != 0) ALOGW("%s: committed, but not opened again: %s", path.c_str(), strerror(-err));
     return 0;
 }
 

@@ -31,10 +31,14 @@ struct PexParamSnapshot {
 };
 
 // The published parameter file: a 64-byte header followed by the records, mapped shared.
-// Commits are written under a sequence counter (odd while a commit is being written), so a
-// reader copies the records and keeps the copy only when the counter was even and unchanged
-// around it. Writers of all processes are serialised by an exclusive flock on the file; the
-// file only ever grows, so a reader's older, shorter mapping stays valid.
+// Each commit is a whole new file, written and synced under a temporary name and renamed
+// over the previous one, the folder synced after: after a power cut at any moment the name
+// holds one whole commit. The previous file's header is then cleared, so that readers that
+// hold it open the new one. Writers of all processes are serialised by an exclusive flock on
+// the file under the name. A file is never shrunk, so a reader's older, shorter mapping stays
+// valid, and a header is only rewritten under a sequence counter (odd while it is written):
+// a reader copies the records and keeps the copy only when the counter was even and
+// unchanged around it.
 //
 // Header (native 32-bit words, offsets in bytes):
 //   0 magic "VPXS"   4 version   8 header size   12 reserved
@@ -70,8 +74,11 @@ class PexParamFile {
     // The generation in the header, as a hint: it may be read while a commit is being written.
     uint32_t publishedGeneration() const;
 
-    // Writes a whole commit. The caller holds the writer lock.
-    int publish(const PexParamSnapshot& snapshot);
+    // Puts a whole commit under path, durably (see the class comment), and opens the new file
+    // for the next commit into *next (left empty when it cannot be opened; the commit holds
+    // all the same). The caller holds the writer lock of this file, the one under path.
+    int publish(const std::string& path, const PexParamSnapshot& snapshot,
+                std::unique_ptr<PexParamFile>* next);
     // Copies one whole commit.
     int read(PexParamSnapshot* out);
 
@@ -85,7 +92,6 @@ class PexParamFile {
     PexParamFile(int fd, bool writable) : mFd(fd), mWritable(writable) {}
 
     int mapWhole();
-    int growTo(size_t size);
     bool headerValid() const;
     // Rewrites the header over an empty payload, under the sequence counter; with a magic of
     // 0 readers take the file for no parameter file.

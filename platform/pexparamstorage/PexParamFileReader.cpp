@@ -12,6 +12,12 @@
 
 namespace android {
 
+namespace {
+
+constexpr int kReopenTries = 100;
+
+}  // namespace
+
 PexParamFileReader::PexParamFileReader(const std::string& path) : mPath(path) {}
 
 PexParamFileReader::~PexParamFileReader() {}
@@ -23,14 +29,15 @@ int PexParamFileReader::read(KeyedVector<uint32_t, PexParamCache*>* out, bool ch
     }
     uint32_t since = changedOnly && *generation > 0 ? static_cast<uint32_t>(*generation) : 0;
     Mutex::Autolock lock(mLock);
-    if (mFile == nullptr) {
-        const int err = PexParamFile::openForReading(mPath, &mFile);
-        if (err != 0) return err;
-    }
     PexParamSnapshot snapshot;
-    int err = mFile->read(&snapshot);
-    if (err != 0 && !mFile->isAt(mPath)) {
-        // A writer found the file damaged and put a new one in its place.
+    int err = mFile == nullptr ? PexParamFile::openForReading(mPath, &mFile) : 0;
+    if (err == 0) err = mFile->read(&snapshot);
+    // Every commit puts a new file under the name and marks the one before as no parameter
+    // file; a reader that held it, or opened it just before it was replaced, opens the new
+    // one. A writer that commits faster than this reader opens could keep it behind, so the
+    // tries are bounded.
+    for (int tries = 0; err == -EBADMSG && tries < kReopenTries; ++tries) {
+        if (mFile != nullptr && mFile->isAt(mPath)) break;
         mFile.reset();
         err = PexParamFile::openForReading(mPath, &mFile);
         if (err == 0) err = mFile->read(&snapshot);

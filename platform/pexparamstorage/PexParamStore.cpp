@@ -153,8 +153,10 @@ int PexParamStore::commitChange() {
     recount_l();
 
     if (locked) {
-        err = mFile->publish(*mCommitted);
+        std::unique_ptr<PexParamFile> next;
+        err = mFile->publish(mPath, *mCommitted, &next);
         mFile->unlockWriters();
+        if (next != nullptr) mFile = std::move(next);
     }
     if (err != 0) {
         ALOGE("commitChange: generation %u is kept in this process only, %s: %s", generation,
