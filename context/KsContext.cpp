@@ -21,6 +21,7 @@
 #include "model/ProfileEndpoint.h"
 #include "model/Tuning.h"
 #include "store/Provider.h"
+#include "store/Transaction.h"
 
 namespace velora {
 
@@ -275,12 +276,16 @@ void KsContext::saveKsProfile() {
 
 void KsContext::saveKsProfileSettings() {
     Mutex::Autolock lock(mLock);
-    mProvider->beginTransaction();
+    Transaction transaction(mProvider->getDatabaseHelper());
     for (auto& profileContext : mProfileContexts) profileContext->save();
     if (mSelectedProfileContext != nullptr) {
         mProvider->setSelectedProfile(mSelectedProfileContext->getId());
     }
-    mProvider->commitTransaction();
+    const int committed = transaction.commit();
+    if (committed != 0) {
+        ALOGE("%s(): profile settings not saved (%s)", "saveKsProfileSettings",
+              strerror(-committed));
+    }
 }
 
 bool KsContext::getPexOn() const {

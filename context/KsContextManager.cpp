@@ -13,6 +13,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstring>
 #include <set>
 
 #include "common/SystemPaths.h"
@@ -24,6 +25,7 @@
 #include "store/DatabaseCheck.h"
 #include "store/Provider.h"
 #include "store/SettingsCarryOver.h"
+#include "store/Transaction.h"
 #include "tuning/DeviceData.h"
 #include "tuning/TuningFileParser.h"
 
@@ -151,7 +153,14 @@ void KsContextManager::start_l() {
     // Loading asks for every record of every profile, each of which its own statement would
     // find by scanning its whole table; reading each table once gives the same rows.
     mProvider->setReadTablesOnce(true);
-    initDatabase(mProvider.get(), path);
+    const unsigned failuresBefore = mProvider->getDatabaseHelper().getFailureCount();
+    const int built = initDatabase(mProvider.get(), path);
+    // A rebuild that could not be written (a full disk, a failed write or sync) leaves the
+    // database as it was; that passes, unlike a tuning file without profiles.
+    const int writeError = built != 0 ? built
+                           : mProvider->getDatabaseHelper().getFailureCount() != failuresBefore
+                               ? mProvider->getDatabaseHelper().getLastError()
+                               : 0;
     if (mProvider->init() == 0) {
         mObservable = std::make_unique<KsContextChangeObservable>();
         mContext = std::make_unique<KsContext>(mProvider.get(), mObservable.get());
@@ -163,6 +172,15 @@ void KsContextManager::start_l() {
             mProvider->getDatabaseHelper().getPath().c_str());
         mStartFailure = "the settings database " + mProvider->getDatabaseHelper().getPath() +
                         " is locked by another process; the next client tries again";
+        mStartRetryable = true;
+    } else if (writeError != 0) {
+        ALOGE(
+            "settings database %s cannot be written: %s; start-up is tried again with the next "
+            "client",
+            mProvider->getDatabaseHelper().getPath().c_str(), strerror(-writeError));
+        mStartFailure = "the settings database " + mProvider->getDatabaseHelper().getPath() +
+                        " cannot be written: " + strerror(-writeError) +
+                        "; the next client tries again";
         mStartRetryable = true;
     } else {
         mStartFailure = "the settings database " + mProvider->getDatabaseHelper().getPath() +
@@ -250,11 +268,16 @@ bool KsContextManager::rebuildDamaged_l(const std::string& tuningPath,
     data->validateData();
     // As at a first start, one transaction; what was kept goes in after the OEM merge, so
     // that a device the user chose from the OEM file is found.
-    mProvider->beginTransaction();
+    Transaction transaction(mProvider->getDatabaseHelper());
     populateDatabase(data, mProvider.get());
     loadOemTuningLocked();
     SettingsCarryOver::Outcome outcome = carried.applyTo(mProvider->getDatabaseHelper());
-    mProvider->commitTransaction();
+    if (transaction.commit() != 0) {
+        mStartFailure = "the settings database " + dbPath +
+                        " cannot be rebuilt: " + strerror(-transaction.status());
+        mStartRetryable = true;
+        return false;
+    }
     ALOGI("Load OEM tuning XML after default tuning XML is reloaded");
     if (!carried.empty()) {
         ALOGI(
@@ -284,13 +307,13 @@ int KsContextManager::initDatabase(Provider* provider, const std::string& path) 
     // The rebuild, the OEM merge and the signature become durable together: committed
     // apart, a stop between them would leave a matching signature over a database without
     // the OEM rows, and no later start would merge them again.
-    provider->beginTransaction();
+    Transaction transaction(provider->getDatabaseHelper());
     populateDatabase(data, provider);
     // The OEM file is merged against the defaults it extends, so it has to follow every
     // rebuild; a failed merge leaves the rebuilt defaults in place.
     loadOemTuningLocked();
     mDefaultNames.reset();
-    provider->commitTransaction();
+    if (transaction.commit() != 0) return transaction.status();
     ALOGI("Load OEM tuning XML after default tuning XML is reloaded");
     return 0;
 }
@@ -341,8 +364,7 @@ void KsContextManager::populateDatabase(DeviceData* data, Provider* provider) {
     // One exclusive transaction: a reader never sees a half-built database, and a crash in
     // the middle leaves the old one (with the old signature, so the next start rebuilds).
     // Within a transaction the caller opened, the rebuild becomes part of it.
-    const bool ownTransaction = !provider->inTransaction();
-    if (ownTransaction) provider->beginTransaction();
+    Transaction transaction(provider->getDatabaseHelper());
     provider->clear();
     provider->initDatabase();
     for (IeqPreset* preset : data->getIeqPresets()) provider->create(preset);
@@ -359,7 +381,11 @@ void KsContextManager::populateDatabase(DeviceData* data, Provider* provider) {
     }
     provider->setDefaultXmlSignature(data->getSignature());
     provider->setDefaultXmlFormatVersion(data->getFormatVersion());
-    if (ownTransaction) provider->commitTransaction();
+    const int committed = transaction.commit();
+    if (committed != 0) {
+        ALOGE("settings database not rebuilt: %s; the database is kept as it was",
+              strerror(-committed));
+    }
 }
 
 int KsContextManager::loadOemTuningLocked() {
@@ -420,8 +446,11 @@ int KsContextManager::loadOemTuningLocked() {
 
     // A replacement, not an accumulation: rows of an earlier OEM file go first. Within the
     // transaction of a rebuild, the merge becomes part of it.
-    const bool ownTransaction = !mProvider->inTransaction();
-    if (ownTransaction) mProvider->beginTransaction();
+    Transaction transaction(mProvider->getDatabaseHelper());
+    if (transaction.status() != 0) {
+        ALOGE("OEM tuning XML not merged: %s", strerror(-transaction.status()));
+        return transaction.status();
+    }
     mProvider->clearOemTunings();
     ALOGD("Num of parsed OEM tuning = %zu", oemData->getTunings().size());
     for (Tuning* tuning : oemData->getTunings()) {
@@ -452,7 +481,11 @@ int KsContextManager::loadOemTuningLocked() {
             mProvider->create(deviceTuning, Provider::kOemName);
         }
     }
-    if (ownTransaction) mProvider->commitTransaction();
+    const int committed = transaction.commit();
+    if (committed != 0) {
+        ALOGE("OEM tuning XML not merged: %s", strerror(-committed));
+        return committed;
+    }
     ALOGI("Tell database to reload cached device tuning mappings.");
     mProvider->reloadCachedDeviceTunings();
     return 0;

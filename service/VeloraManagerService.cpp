@@ -11,6 +11,7 @@
 #endif
 
 #include <log/log.h>
+#include <unistd.h>
 #include <utils/SystemClock.h>
 #include <utils/Timers.h>
 
@@ -114,16 +115,7 @@ void VeloraManagerService::onFirstRef() {
 
 VeloraManagerService::~VeloraManagerService() {
     ALOGI("%s ", "~VeloraManagerService");
-    // Writes the clients were told were accepted are applied first; then the loop stops before
-    // the save, so that the save holds every change and nothing changes behind it.
-    if (mEventHandler != nullptr) {
-        mEventHandler->flush();
-        mEventHandler->stop();
-        mEventHandler.clear();
-    }
-    if (isInitialized()) {
-        saveState();
-    }
+    if (!mSavedAtEnd.load()) saveAtEnd();
     KeyedVector<uint32_t, sp<NotificationClient>> clients;
     {
         Mutex::Autolock _l(mLock);
@@ -228,12 +220,41 @@ int VeloraManagerService::unregisterClient(const sp<IKptCallbacks>& callback, in
     return result;
 }
 
-int VeloraManagerService::saveState(bool onItsOwn) {
+int VeloraManagerService::saveAtEnd(int64_t budgetMs) {
+    mSavedAtEnd.store(true);
+    // Writes the clients were told were accepted are applied first; then the loop stops before
+    // the save, so that the save holds every change and nothing changes behind it.
+    if (mEventHandler != nullptr) {
+        mEventHandler->flush();
+        mEventHandler->stop();
+        mEventHandler.clear();
+    }
+    if (!isInitialized()) return 0;
+    const nsecs_t deadline = systemTime(SYSTEM_TIME_MONOTONIC) + milliseconds(budgetMs);
+    unsigned attempts = 0;
+    int result;
+    for (;;) {
+        ++attempts;
+        result = saveState();
+        if (result == 0 || systemTime(SYSTEM_TIME_MONOTONIC) >= deadline) break;
+        // A full disk or a lock held by another process may clear within the budget.
+        usleep(100 * 1000);
+    }
+    if (result != 0) {
+        ALOGE(
+            "last save failed %u times within %lld ms (%s): the changes since the last save "
+            "are lost",
+            attempts, static_cast<long long>(budgetMs), strerror(-result));
+    }
+    return result;
+}
+
+int VeloraManagerService::saveState() {
     mSaveCount++;
     bool quiet;
     {
         Mutex::Autolock _l(mSaveLock);
-        quiet = onItsOwn && mFailedSaves > 0;
+        quiet = mFailedSaves > 0;
     }
     const int result = mKsManager->saveKsStateAndSettings(quiet);
     {
@@ -266,7 +287,7 @@ void VeloraManagerService::saveChangedState() {
     // After a failure the save is made even when nothing changed since: the failed one may
     // have been a save point's, made with nothing unsaved, and its run ends only with a save.
     if (context != nullptr && (failing || context->hasUnsavedChanges())) {
-        saveState(true);
+        saveState();
     }
 }
 

@@ -165,6 +165,14 @@ class VeloraManagerService : public RefBase {
     // succeeded; false when that does not happen within timeoutMs. For hosts and tests.
     bool waitForSaves(uint64_t ended, bool saved, int64_t timeoutMs);
 
+    // The service's last save, made once before it goes (the destructor makes it when no one
+    // did): applies the writes accepted so far, stops the event loop, and saves the whole
+    // state, tried again every 100 ms until it succeeds or budgetMs have passed. 0, or the
+    // negative errno of the last attempt, which is logged at error level: the changes since
+    // the last save are lost. A host exits non-zero then.
+    static constexpr int64_t kLastSaveBudgetMs = 3000;
+    int saveAtEnd(int64_t budgetMs = kLastSaveBudgetMs);
+
     // True once the manager has started.
     bool isInitialized() const { return mInitialized.load(std::memory_order_acquire); }
 
@@ -177,10 +185,10 @@ class VeloraManagerService : public RefBase {
     // Reloads the tuning file and tells the clients; runs on the event loop.
     void reloadTuningFile();
     // Saves the whole state: 0, or the save's negative errno. A failed save is tried again on
-    // the event loop one save delay later, until one succeeds; its failure is logged once per
-    // run of failures, so a save the service makes on its own (onItsOwn: after changes, or
-    // again after a failure) is quiet while the run lasts.
-    int saveState(bool onItsOwn = false);
+    // the event loop one save delay later, until one succeeds. A run of failures is logged
+    // once, by its first save, and its end once, by the save that succeeds again; every save
+    // in between is quiet, whoever makes it.
+    int saveState();
     // Saves the whole state when it holds changes not on disk yet or the last save failed;
     // runs on the event loop.
     void saveChangedState();
@@ -208,6 +216,7 @@ class VeloraManagerService : public RefBase {
     std::atomic<int32_t> mStoredDECT{0};
     std::atomic<int64_t> mSaveDelayMs{kDefaultSaveDelayMs};
     std::atomic<uint64_t> mSaveCount{0};
+    std::atomic<bool> mSavedAtEnd{false};
 
     mutable Mutex mSaveLock;
     Condition mSaveEnded;

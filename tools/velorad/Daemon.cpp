@@ -17,6 +17,7 @@
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 
 #include "common/SystemPaths.h"
@@ -109,12 +110,20 @@ int Daemon::run() {
     server.reset();
     unlink(socketPath.c_str());
     rpcService.reset();
-    ALOGI("server stopped; destroying the service");
-    // Releases the last strong reference to the service: its destructor saves the state and
-    // stops the event loop.
+    ALOGI("server stopped; saving and destroying the service");
+    // The last save is made here rather than by the service's destructor, so that its result
+    // decides the exit status: whoever stops the daemon learns that settings were lost.
+    const int saved = service->saveAtEnd();
+    service.clear();
+    // Releases the last strong reference to the service.
     kpt->shutdown();
-    ALOGI("stopped");
     close(rootLock);
+    if (saved != 0) {
+        std::fprintf(stderr, "velorad: the settings could not be saved: %s\n",
+                     std::strerror(-saved));
+        return 1;
+    }
+    ALOGI("stopped");
     return 0;
 }
 

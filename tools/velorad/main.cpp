@@ -22,7 +22,7 @@ const char kUsage[] =
     "Runs the Velora settings service over the filesystem root DIR (its tuning files under\n"
     "DIR/odm/etc/velora, DIR/data/vendor/..., its database in DIR/data/vendor/velora) and\n"
     "serves it to clients such as veloractl on a Unix socket, until SIGINT or SIGTERM; then\n"
-    "it saves the settings and exits.\n"
+    "it saves the settings and exits (with status 1 when they could not be saved).\n"
     "\n"
     "  --root DIR     the filesystem root (required)\n"
     "  --socket PATH  the socket to serve on (default DIR/velorad.sock); only its owner may\n"
