@@ -9,6 +9,7 @@ PACKAGES=(
     clang-14 libclang-rt-14-dev pkg-config ninja-build cmake g++ ccache sqlite3
     nlohmann-json3-dev librsvg2-bin
     hidl-gen blueprint-tools libxml2-utils clang-format
+    libfiu-dev fiu-utils
 )
 
 missing=()

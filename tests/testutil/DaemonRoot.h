@@ -32,6 +32,7 @@ class DaemonRoot {
     // Signals the daemon and returns its exit status (128 + signal when killed).
     int stop(int sig);
     bool running() const { return mDaemon != nullptr && mDaemon->running(); }
+    pid_t pid() const { return mDaemon != nullptr ? mDaemon->pid() : -1; }
     std::string daemonLog() const;
 
     // Waits (at most timeout) until the daemon's log holds the text.
