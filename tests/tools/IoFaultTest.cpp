@@ -15,8 +15,8 @@
 #include <string>
 #include <vector>
 
-#include "tools/DaemonRoot.h"
-#include "tools/ToolProcess.h"
+#include "testutil/DaemonRoot.h"
+#include "testutil/ToolProcess.h"
 
 namespace velora::testing {
 namespace {

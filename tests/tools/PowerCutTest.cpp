@@ -19,8 +19,8 @@
 #include <random>
 #include <string>
 
-#include "tools/DaemonRoot.h"
-#include "tools/ToolProcess.h"
+#include "testutil/DaemonRoot.h"
+#include "testutil/ToolProcess.h"
 
 namespace velora::testing {
 namespace {
