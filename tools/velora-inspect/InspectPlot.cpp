@@ -17,6 +17,7 @@
 #include "common/SystemPaths.h"
 #include "model/Port.h"
 #include "store/Provider.h"
+#include "tools/common/ArgumentParser.h"
 #include "tuning/DeviceData.h"
 #include "tuning/TuningFileParser.h"
 
@@ -28,24 +29,47 @@ namespace {
 constexpr double kStepsPerDb = 16.0;
 constexpr double kMinHz = 20.0;
 constexpr double kMaxHz = 20000.0;
+// Levels beyond these are no levels a tuning means; they are drawn at the edge.
+constexpr double kMinDb = -100.0;
+constexpr double kMaxDb = 100.0;
 constexpr int kWidth = 860;
 constexpr int kPanelHeight = 280;
 constexpr int kLeft = 70;
 constexpr int kRight = 150;
 constexpr int kTop = 40;
 constexpr int kBottom = 50;
-const char* const kColours[] = {"#1f77b4", "#d62728", "#2ca02c", "#9467bd"};
+const char* const kColours[] = {"#1f77b4", "#d62728", "#2ca02c", "#9467bd", "#ff7f0e", "#8c564b"};
+constexpr size_t kColourCount = sizeof(kColours) / sizeof(kColours[0]);
 
 struct Series {
     std::string name;
-    std::vector<int> values;  // as stored, one per frequency
+    std::vector<int> frequencies;  // Hz
+    std::vector<int> values;       // as stored, one per frequency
 };
 
+// One record: all its curves over one frequency axis.
 struct Panel {
     std::string title;
-    std::vector<int> frequencies;
     std::vector<Series> series;
 };
+
+// The points of a series: one per frequency with a value. A stored list ends with an end
+// element of frequency 0, which is no point.
+size_t point_count(const Series& series) {
+    size_t count = std::min(series.values.size(), series.frequencies.size());
+    while (count > 0 && series.frequencies[count - 1] == 0) --count;
+    return count;
+}
+
+// A step of 1, 2 or 5 times a power of ten that divides the range into at most eight parts.
+double round_step(double range) {
+    const double raw = std::max(range, 1.0) / 8.0;
+    const double power = std::pow(10.0, std::floor(std::log10(raw)));
+    for (double factor : {1.0, 2.0, 5.0, 10.0}) {
+        if (factor * power >= raw) return factor * power;
+    }
+    return 10.0 * power;
+}
 
 std::string escape(const std::string& text) {
     std::string out;
@@ -81,67 +105,81 @@ std::string hz_label(double hz) {
     return std::to_string(static_cast<int>(hz)) + " Hz";
 }
 
-// One panel at vertical offset `top`: log frequency axis, dB axis, one line per series and
-// every point with its stored value as a tooltip.
+std::string tick_label(double db) {
+    char text[32];
+    std::snprintf(text, sizeof(text), "%g", db);
+    return text;
+}
+
+// One panel at vertical offset `top`: log frequency axis, dB axis at round steps, one line per
+// series and every point with its stored value as a tooltip. Points outside the axes are drawn
+// at the edge, and a note under the panel says how many.
 void draw_panel(std::ostream& svg, const Panel& panel, int top) {
     const int plotWidth = kWidth - kLeft - kRight;
     const int plotHeight = kPanelHeight - kTop - kBottom;
     double low = 0;
     double high = 0;
     for (const Series& series : panel.series) {
-        for (int value : series.values) {
-            low = std::min(low, value / kStepsPerDb);
-            high = std::max(high, value / kStepsPerDb);
+        for (size_t i = 0; i < point_count(series); ++i) {
+            const double db = std::clamp(series.values[i] / kStepsPerDb, kMinDb, kMaxDb);
+            low = std::min(low, db);
+            high = std::max(high, db);
         }
     }
-    const double step = std::max(1.0, std::ceil((high - low) / 6.0));
-    low = std::floor(low / step) * step - step;
-    high = std::ceil(high / step) * step + step;
+    // Round ends with some room, so that no curve runs along the frame.
+    const double step = round_step(high - low);
+    low = std::max(kMinDb, std::floor(low / step - 0.25) * step);
+    high = std::min(kMaxDb, std::ceil(high / step + 0.25) * step);
+    int clippedHz = 0;
+    int clippedDb = 0;
     auto x = [&](double hz) {
-        hz = std::clamp(hz, kMinHz, kMaxHz);
         return kLeft + plotWidth * std::log10(hz / kMinHz) / std::log10(kMaxHz / kMinHz);
     };
     auto y = [&](double db) { return top + kTop + plotHeight * (high - db) / (high - low); };
 
     svg << "<g>\n<text x=\"" << kLeft << "\" y=\"" << top + 24
         << "\" font-size=\"15\" font-weight=\"bold\">" << escape(panel.title) << "</text>\n";
-    svg << "<rect x=\"" << kLeft << "\" y=\"" << top + kTop << "\" width=\"" << plotWidth
-        << "\" height=\"" << plotHeight << "\" fill=\"none\" stroke=\"#444\"/>\n";
+    svg << "<rect class=\"plot\" x=\"" << kLeft << "\" y=\"" << top + kTop << "\" width=\""
+        << plotWidth << "\" height=\"" << plotHeight << "\" fill=\"none\" stroke=\"#444\"/>\n";
     for (double hz : {20.0, 50.0, 100.0, 200.0, 500.0, 1000.0, 2000.0, 5000.0, 10000.0, 20000.0}) {
         svg << "<line x1=\"" << number(x(hz)) << "\" x2=\"" << number(x(hz)) << "\" y1=\""
             << top + kTop << "\" y2=\"" << top + kTop + plotHeight
-            << "\" stroke=\"#ddd\"/>\n<text x=\"" << number(x(hz)) << "\" y=\""
+            << "\" stroke=\"#ddd\"/>\n<text class=\"xtick\" x=\"" << number(x(hz)) << "\" y=\""
             << top + kTop + plotHeight + 16 << "\" font-size=\"11\" text-anchor=\"middle\">"
             << hz_label(hz) << "</text>\n";
     }
-    for (double db = low; db <= high + 1e-9; db += step) {
+    for (double db = low; db <= high + step / 2; db += step) {
         svg << "<line x1=\"" << kLeft << "\" x2=\"" << kLeft + plotWidth << "\" y1=\""
             << number(y(db)) << "\" y2=\"" << number(y(db)) << "\" stroke=\""
-            << (db == 0 ? "#999" : "#eee") << "\"/>\n<text x=\"" << kLeft - 6 << "\" y=\""
-            << number(y(db) + 4) << "\" font-size=\"11\" text-anchor=\"end\">" << number(db)
-            << "</text>\n";
+            << (std::fabs(db) < step / 2 ? "#999" : "#eee") << "\"/>\n<text class=\"ytick\" x=\""
+            << kLeft - 6 << "\" y=\"" << number(y(db) + 4)
+            << "\" font-size=\"11\" text-anchor=\"end\">" << tick_label(db) << "</text>\n";
     }
-    svg << "<text x=\"" << kLeft + plotWidth / 2 << "\" y=\"" << top + kPanelHeight - 10
-        << "\" font-size=\"12\" text-anchor=\"middle\">frequency (Hz, logarithmic)</text>\n";
     svg << "<text transform=\"translate(18," << top + kTop + plotHeight / 2
         << ") rotate(-90)\" font-size=\"12\" text-anchor=\"middle\">level (dB)</text>\n";
     for (size_t s = 0; s < panel.series.size(); ++s) {
         const Series& series = panel.series[s];
-        const char* colour = kColours[s % 4];
-        const size_t count = std::min(series.values.size(), panel.frequencies.size());
+        const char* colour = kColours[s % kColourCount];
         std::string points;
         std::string dots;
-        for (size_t i = 0; i < count; ++i) {
-            const double px = x(panel.frequencies[i]);
-            const double py = y(series.values[i] / kStepsPerDb);
+        for (size_t i = 0; i < point_count(series); ++i) {
+            const double hz = series.frequencies[i];
+            const double db = series.values[i] / kStepsPerDb;
+            const double shownHz = std::clamp(hz, kMinHz, kMaxHz);
+            const double shownDb = std::clamp(db, low, high);
+            clippedHz += shownHz != hz;
+            clippedDb += shownDb != db;
+            const double px = x(shownHz);
+            const double py = y(shownDb);
             points += number(px) + "," + number(py) + " ";
             dots += "<circle cx=\"" + number(px) + "\" cy=\"" + number(py) +
                     "\" r=\"2.5\" fill=\"" + colour + "\"><title>" + escape(series.name) + " " +
-                    std::to_string(panel.frequencies[i]) +
-                    " Hz: " + std::to_string(series.values[i]) + " (" +
-                    number(series.values[i] / kStepsPerDb) + " dB)</title></circle>\n";
+                    std::to_string(series.frequencies[i]) +
+                    " Hz: " + std::to_string(series.values[i]) + " (" + number(db) +
+                    " dB)</title></circle>\n";
         }
-        svg << "<polyline fill=\"none\" stroke=\"" << colour << "\" stroke-width=\"1.8\" points=\""
+        svg << "<polyline class=\"series\" data-name=\"" << escape(series.name)
+            << "\" fill=\"none\" stroke=\"" << colour << "\" stroke-width=\"1.8\" points=\""
             << points << "\"/>\n"
             << dots;
         const int legendY = top + kTop + 14 + static_cast<int>(s) * 18;
@@ -150,6 +188,19 @@ void draw_panel(std::ostream& svg, const Panel& panel, int top) {
             << "\" stroke-width=\"2\"/>\n<text x=\"" << kLeft + plotWidth + 38 << "\" y=\""
             << legendY << "\" font-size=\"12\">" << escape(series.name) << "</text>\n";
     }
+    std::string note = "frequency (Hz, logarithmic)";
+    if (clippedHz > 0) {
+        note += "; " + std::to_string(clippedHz) + (clippedHz == 1 ? " point" : " points") +
+                " outside 20 Hz to 20 kHz drawn at the edge";
+    }
+    if (clippedDb > 0) {
+        note += "; " + std::to_string(clippedDb) + (clippedDb == 1 ? " level" : " levels") +
+                " beyond " + tick_label(kMinDb) + " to " + tick_label(kMaxDb) +
+                " dB drawn at the edge";
+    }
+    svg << "<text class=\"note\" x=\"" << kLeft + plotWidth / 2 << "\" y=\""
+        << top + kPanelHeight - 10 << "\" font-size=\"12\" text-anchor=\"middle\">" << escape(note)
+        << "</text>\n";
     svg << "</g>\n";
 }
 
@@ -159,16 +210,15 @@ void add_tuning(const Tuning& tuning, const std::string& label, std::vector<Pane
         auto it = values.find(parameter);
         return it != values.end() ? it->second : std::vector<int>();
     };
-    panels->push_back({"Tuning " + label + ": audio-optimizer gain per channel",
-                       get(audio_optimizer_frequency),
-                       {{"left", get(audio_optimizer_gain_l)},
-                        {"right", get(audio_optimizer_gain_r)},
-                        {"left surround", get(audio_optimizer_gain_ls)},
-                        {"right surround", get(audio_optimizer_gain_rs)}}});
-    panels->push_back({"Tuning " + label + ": regulator thresholds",
-                       get(regulator_frequency),
-                       {{"threshold low", get(regulator_threshold_low)},
-                        {"threshold high", get(regulator_threshold_high)}}});
+    const std::vector<int> optimizer = get(audio_optimizer_frequency);
+    const std::vector<int> regulator = get(regulator_frequency);
+    panels->push_back({"Tuning " + label + ": audio-optimizer gain, regulator thresholds",
+                       {{"left", optimizer, get(audio_optimizer_gain_l)},
+                        {"right", optimizer, get(audio_optimizer_gain_r)},
+                        {"left surround", optimizer, get(audio_optimizer_gain_ls)},
+                        {"right surround", optimizer, get(audio_optimizer_gain_rs)},
+                        {"threshold low", regulator, get(regulator_threshold_low)},
+                        {"threshold high", regulator, get(regulator_threshold_high)}}});
 }
 
 template <typename Record>
@@ -181,11 +231,6 @@ bool profile_matches(const std::string& wanted, int id, const std::string& name)
     return wanted.empty() || wanted == std::to_string(id) || wanted == name;
 }
 
-void print_usage(std::ostream& stream) {
-    stream << "usage: velora-inspect plot (FILE | --root DIR) -o OUT.svg [--profile P] "
-              "[--tuning NAME]\n";
-}
-
 }  // namespace
 
 int inspect_plot(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
@@ -194,37 +239,32 @@ int inspect_plot(const std::vector<std::string>& args, std::ostream& out, std::o
     std::string output;
     std::string profile;
     std::string tuningName;
-    for (size_t i = 0; i < args.size(); ++i) {
-        const std::string& arg = args[i];
-        const bool hasValue = i + 1 < args.size();
-        if (arg == "--help" || arg == "-h") {
-            out << kPlotSubcommand.help;
-            return kExitOk;
-        } else if (arg == "--root" && hasValue) {
-            root = args[++i];
-        } else if (arg == "-o" && hasValue) {
-            output = args[++i];
-        } else if (arg == "--profile" && hasValue) {
-            profile = args[++i];
-        } else if (arg == "--tuning" && hasValue) {
-            tuningName = args[++i];
-        } else if (!arg.empty() && arg[0] == '-') {
-            err << "velora-inspect plot: unknown option or missing value: " << arg << "\n";
-            print_usage(err);
-            return kExitUsage;
-        } else if (file.empty()) {
-            file = arg;
-        } else {
-            err << "velora-inspect plot: one FILE only, got also " << arg << "\n";
-            print_usage(err);
-            return kExitUsage;
-        }
-    }
-    if (file.empty() == root.empty() || output.empty()) {
-        err << "velora-inspect plot: give FILE or --root DIR, and -o OUT.svg\n";
-        print_usage(err);
+    ArgumentParser arguments("velora-inspect plot", kPlotSubcommand.help);
+    CLI::App& app = arguments.app();
+    arguments.setUsage(&app,
+                       "velora-inspect plot (FILE | --root DIR) -o OUT.svg [--profile P] "
+                       "[--tuning NAME]");
+    CLI::Option* fileOption =
+        app.add_option("FILE", file,
+                       "a tuning file, read with the service's own reader (- for standard "
+                       "input)");
+    app.add_option("--root", root,
+                   "what the service holds now under DIR: the user's GEQ gains and the tuning "
+                   "of the device each port selects")
+        ->type_name("DIR")
+        ->excludes(fileOption);
+    app.add_option("-o,--output", output, "the SVG file to write (- for standard output)")
+        ->type_name("OUT.svg")
+        ->required();
+    app.add_option("--profile", profile, "only the GEQ of profile P (id or name)")->type_name("P");
+    app.add_option("--tuning", tuningName, "only the tuning NAME")->type_name("NAME");
+    if (auto status = arguments.parse(args, out, err)) return *status;
+    if (file.empty() == root.empty()) {
+        err << "velora-inspect plot: give FILE or --root DIR (see 'velora-inspect plot "
+               "--help')\n";
         return kExitUsage;
     }
+    file = file.empty() ? file : ArgumentParser::inputPath(file);
 
     // A filter draws only what it names; without one everything is drawn.
     const bool filtered = !profile.empty() || !tuningName.empty();
@@ -247,9 +287,9 @@ int inspect_plot(const std::vector<std::string>& args, std::ostream& out, std::o
         std::sort(ieq.begin(), ieq.end(),
                   [](auto a, auto b) { return a->getType() < b->getType(); });
         for (const IeqPreset* preset : drawIeq ? ieq : std::vector<const IeqPreset*>()) {
-            panels.push_back({"IEQ preset " + preset_type_name(preset->getType()) + ": target",
-                              values_of(*preset, ieq_frequency),
-                              {{"target", values_of(*preset, ieq_target)}}});
+            panels.push_back(
+                {"IEQ preset " + preset_type_name(preset->getType()) + ": target",
+                 {{"target", values_of(*preset, ieq_frequency), values_of(*preset, ieq_target)}}});
         }
         std::vector<const GeqPreset*> geq(data.getGeqPresets().begin(), data.getGeqPresets().end());
         std::sort(geq.begin(), geq.end(),
@@ -257,10 +297,10 @@ int inspect_plot(const std::vector<std::string>& args, std::ostream& out, std::o
         for (const GeqPreset* preset : geq) {
             const std::string name = parser->getProfileName(preset->getProfileId());
             if (!drawGeq || !profile_matches(profile, preset->getProfileId(), name)) continue;
-            panels.push_back({"GEQ preset of profile " + std::to_string(preset->getProfileId()) +
-                                  " (" + name + "): gain",
-                              values_of(*preset, geq_frequency),
-                              {{"gain", values_of(*preset, geq_gain)}}});
+            panels.push_back(
+                {"GEQ preset of profile " + std::to_string(preset->getProfileId()) + " (" + name +
+                     "): gain",
+                 {{"gain", values_of(*preset, geq_frequency), values_of(*preset, geq_gain)}}});
         }
         std::vector<const Tuning*> tunings(data.getTunings().begin(), data.getTunings().end());
         std::sort(tunings.begin(), tunings.end(),
@@ -295,8 +335,7 @@ int inspect_plot(const std::vector<std::string>& args, std::ostream& out, std::o
             }
             panels.push_back(
                 {"IEQ preset " + preset_type_name(static_cast<PresetType>(type)) + ": target",
-                 values_of(*preset, ieq_frequency),
-                 {{"target", values_of(*preset, ieq_target)}}});
+                 {{"target", values_of(*preset, ieq_frequency), values_of(*preset, ieq_target)}}});
         }
         for (int id = 0; id < provider->getNumOfProfiles(); ++id) {
             const Profile* record = provider->loadProfile(id);
@@ -304,10 +343,10 @@ int inspect_plot(const std::vector<std::string>& args, std::ostream& out, std::o
             if (!drawGeq || !profile_matches(profile, id, name)) continue;
             const GeqPreset* preset = provider->loadGeqPreset(id);
             if (preset == nullptr) continue;
-            panels.push_back({"GEQ of profile " + std::to_string(id) + " (" + name +
-                                  "), as the user has it: gain",
-                              values_of(*preset, geq_frequency),
-                              {{"gain", values_of(*preset, geq_gain)}}});
+            panels.push_back(
+                {"GEQ of profile " + std::to_string(id) + " (" + name +
+                     "), as the user has it: gain",
+                 {{"gain", values_of(*preset, geq_frequency), values_of(*preset, geq_gain)}}});
         }
         for (int port = 0; port < kPortCount; ++port) {
             provider->loadDeviceTuningsForPort(static_cast<Port>(port));
@@ -342,6 +381,10 @@ int inspect_plot(const std::vector<std::string>& args, std::ostream& out, std::o
         draw_panel(svg, panels[i], 40 + static_cast<int>(i) * kPanelHeight);
     }
     svg << "</svg>\n";
+    if (output == "-") {
+        out << svg.str();
+        return out ? kExitOk : kExitFailed;
+    }
     std::ofstream stream(output, std::ios::binary | std::ios::trunc);
     stream << svg.str();
     stream.close();
@@ -356,19 +399,11 @@ const Subcommand kPlotSubcommand = {
     "plot",
     "(FILE | --root DIR) -o OUT.svg [--profile P] [--tuning NAME]",
     "draw the equalizer curves and tunings as one SVG picture",
-    "usage: velora-inspect plot (FILE | --root DIR) -o OUT.svg [--profile P] [--tuning NAME]\n"
-    "\n"
     "Draws one labelled panel per record over a logarithmic frequency axis (20 Hz to\n"
     "20 kHz), levels in dB (the stored 1/16 dB steps divided by 16): every IEQ preset's\n"
     "target per band, every GEQ preset's gain per band and, per tuning, the audio-optimizer\n"
     "gain of each channel and the regulator's low and high thresholds. Each point carries\n"
     "its stored value as a tooltip.\n"
-    "\n"
-    "  FILE           a tuning file, read with the service's own reader\n"
-    "  --root DIR     what the service holds now under DIR: the user's GEQ gains and the\n"
-    "                 tuning of the device each port selects\n"
-    "  --profile P    only the GEQ of profile P (id or name)\n"
-    "  --tuning NAME  only the tuning NAME\n"
     "\n"
     "Exit status: 0 drawn, 1 nothing readable or nothing to draw, 2 usage error.\n",
     &inspect_plot,
