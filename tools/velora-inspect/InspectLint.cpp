@@ -5,8 +5,13 @@
 #include "tools/velora-inspect/InspectLint.h"
 
 #include <android/log.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <map>
 #include <set>
 #include <tuple>
@@ -15,6 +20,7 @@
 #include "context/OemMergeRules.h"
 #include "model/Parameter.h"
 #include "model/Port.h"
+#include "tools/common/ArgumentParser.h"
 #include "tools/common/Json.h"
 #include "tuning/DeviceData.h"
 #include "tuning/TuningDiagnostics.h"
@@ -43,20 +49,73 @@ class FindingCollector : public TuningDiagnostics {
         mFindings->push_back({mFile, line, severity, message});
     }
     void recordRead(const void* record, long line) override { mLines[record] = line; }
-    void formatVersionRead(long line) override { mFormatVersionLine = line; }
+    void formatVersionRead(long line) override {
+        mFormatVersionLines.insert(
+            std::upper_bound(mFormatVersionLines.begin(), mFormatVersionLines.end(), line), line);
+    }
 
     long lineOf(const void* record) const {
         auto it = mLines.find(record);
         return it != mLines.end() ? it->second : 0;
     }
-    long formatVersionLine() const { return mFormatVersionLine; }
+    // The line of the format version the reader kept: the last element of its kind.
+    long formatVersionLine() const {
+        return mFormatVersionLines.empty() ? 0 : mFormatVersionLines.back();
+    }
+    const std::vector<long>& formatVersionLines() const { return mFormatVersionLines; }
 
   private:
     std::string mFile;
     std::vector<Finding>* mFindings;
     std::map<const void*, long> mLines;
-    long mFormatVersionLine = 0;
+    std::vector<long> mFormatVersionLines;
 };
+
+// What a file lacks for its use, and versions given more than once. The default file must
+// give the service profiles, tunings and a format version; the OEM file a format version to
+// be compared and tunings to add.
+void check_completeness(DeviceData& data, FindingCollector& file, bool oem) {
+    const std::vector<long>& versions = file.formatVersionLines();
+    if (versions.empty()) {
+        file.report(Severity::kError, 0,
+                    oem ? "no <format_version>: the OEM file is merged only when its version "
+                          "equals the default file's"
+                        : "no <format_version>: the service stores an empty format version and "
+                          "merges no OEM file");
+    } else if (versions.size() > 1) {
+        std::string lines;
+        for (long line : versions) lines += (lines.empty() ? "" : ", ") + std::to_string(line);
+        file.report(Severity::kWarning, versions.back(),
+                    "<format_version> is given " + std::to_string(versions.size()) +
+                        " times (lines " + lines + "); the last one is read: '" +
+                        data.getFormatVersion() + "'");
+    }
+    if (!oem && data.getProfiles().empty()) {
+        file.report(Severity::kError, 0,
+                    "no profile: the service cannot start from this file (it holds no profile)");
+    }
+    if (data.getTunings().empty()) {
+        file.report(oem ? Severity::kWarning : Severity::kError, 0,
+                    oem ? "no tuning: the OEM file adds nothing"
+                        : "no tuning: no port has a tuning to select");
+    }
+}
+
+// A finding's kind: its message without the numbers and quoted names in it, so that a
+// finding repeated over many bands or records is one kind.
+std::string kind_of(const Finding& finding) {
+    std::string kind = finding.file + '\n' + (finding.severity == Severity::kError ? "e" : "w");
+    bool quoted = false;
+    for (char c : finding.message) {
+        if (c == '\'') {
+            quoted = !quoted;
+            kind += c;
+        } else if (!quoted && !(c >= '0' && c <= '9')) {
+            kind += c;
+        }
+    }
+    return kind;
+}
 
 // Findings across the records of one file, in file order.
 void check_records(DeviceData& data, FindingCollector& file) {
@@ -184,8 +243,19 @@ void check_oem(DeviceData& defaults, DeviceData& oem, FindingCollector& oemFile)
 
 void discard_log(const __android_logger_data*, const char*) {}
 
-void print_usage(std::ostream& stream) {
-    stream << "usage: velora-inspect lint FILE [--oem FILE] [--strict] [--json]\n";
+// False, with the system's own reason as a finding, when the file cannot be opened at all.
+bool openable(const std::string& path, FindingCollector& file) {
+    const int fd = open(path.c_str(), O_RDONLY);
+    if (fd < 0) {
+        file.report(Severity::kError, 0, std::string("cannot open: ") + std::strerror(errno));
+        return false;
+    }
+    struct stat info;
+    const bool folder = fstat(fd, &info) == 0 && S_ISDIR(info.st_mode);
+    close(fd);
+    if (folder)
+        file.report(Severity::kError, 0, std::string("cannot read: ") + std::strerror(EISDIR));
+    return !folder;
 }
 
 }  // namespace
@@ -195,34 +265,18 @@ int inspect_lint(const std::vector<std::string>& args, std::ostream& out, std::o
     std::string oemPath;
     bool strict = false;
     bool json = false;
-    for (size_t i = 0; i < args.size(); ++i) {
-        const std::string& arg = args[i];
-        if (arg == "--help" || arg == "-h") {
-            out << kLintSubcommand.help;
-            return kExitOk;
-        } else if (arg == "--strict") {
-            strict = true;
-        } else if (arg == "--json") {
-            json = true;
-        } else if (arg == "--oem" && i + 1 < args.size()) {
-            oemPath = args[++i];
-        } else if (!arg.empty() && arg[0] == '-') {
-            err << "velora-inspect lint: unknown option or missing value: " << arg << "\n";
-            print_usage(err);
-            return kExitUsage;
-        } else if (path.empty()) {
-            path = arg;
-        } else {
-            err << "velora-inspect lint: one FILE only, got also " << arg << "\n";
-            print_usage(err);
-            return kExitUsage;
-        }
-    }
-    if (path.empty()) {
-        err << "velora-inspect lint: no FILE given\n";
-        print_usage(err);
-        return kExitUsage;
-    }
+    ArgumentParser arguments("velora-inspect lint", kLintSubcommand.help);
+    CLI::App& app = arguments.app();
+    app.add_option("FILE", path, "the tuning file (- for standard input)")->required();
+    app.add_option("--oem", oemPath,
+                   "also the OEM extra file: its own findings and the entries the merge drops "
+                   "because they clash with the default file")
+        ->type_name("FILE");
+    app.add_flag("--strict", strict, "exit 1 on warnings too");
+    app.add_flag("--json", json, "one JSON document: findings, errors, warnings");
+    if (auto status = arguments.parse(args, out, err)) return *status;
+    path = ArgumentParser::inputPath(path);
+    oemPath = oemPath.empty() ? oemPath : ArgumentParser::inputPath(oemPath);
 
     // Every finding says what the log lines would; the log itself is left out.
     __android_log_set_logger(&discard_log);
@@ -230,14 +284,20 @@ int inspect_lint(const std::vector<std::string>& args, std::ostream& out, std::o
     FindingCollector defaults(path, &findings);
     TuningFileParser parser;
     parser.setDiagnostics(&defaults);
-    const bool readable = parser.setTuningFile(path) == 0 && parser.getDeviceData() != nullptr;
-    if (readable) check_records(*parser.getDeviceData(), defaults);
+    const bool readable = openable(path, defaults) && parser.setTuningFile(path) == 0 &&
+                          parser.getDeviceData() != nullptr;
+    if (readable) {
+        check_records(*parser.getDeviceData(), defaults);
+        check_completeness(*parser.getDeviceData(), defaults, /*oem=*/false);
+    }
     if (!oemPath.empty()) {
         FindingCollector oem(oemPath, &findings);
         TuningFileParser oemParser;
         oemParser.setDiagnostics(&oem);
-        if (oemParser.setTuningFile(oemPath) == 0 && oemParser.getDeviceData() != nullptr) {
+        if (openable(oemPath, oem) && oemParser.setTuningFile(oemPath) == 0 &&
+            oemParser.getDeviceData() != nullptr) {
             check_records(*oemParser.getDeviceData(), oem);
+            check_completeness(*oemParser.getDeviceData(), oem, /*oem=*/true);
             if (readable) check_oem(*parser.getDeviceData(), *oemParser.getDeviceData(), oem);
         }
     }
@@ -246,13 +306,43 @@ int inspect_lint(const std::vector<std::string>& args, std::ostream& out, std::o
         return std::make_tuple(a.file != path, a.file, a.line) <
                std::make_tuple(b.file != path, b.file, b.line);
     });
+    // The first few findings of a kind are shown; the rest are counted with their first lines.
+    constexpr size_t kShownPerKind = 3;
+    constexpr size_t kLinesListed = 10;
+    std::map<std::string, std::vector<const Finding*>> kinds;
+    for (const Finding& finding : findings) kinds[kind_of(finding)].push_back(&finding);
+    std::map<std::string, size_t> seen;
     int errors = 0;
     int warnings = 0;
     Json list = Json::array();
     for (const Finding& finding : findings) {
         const bool isError = finding.severity == Severity::kError;
         (isError ? errors : warnings)++;
+        const std::string kind = kind_of(finding);
+        const std::vector<const Finding*>& same = kinds[kind];
+        const size_t index = seen[kind]++;
+        if (index > kShownPerKind) continue;
         const char* severity = isError ? "error" : "warning";
+        if (index == kShownPerKind) {
+            std::string lines;
+            for (size_t i = index; i < same.size() && i < index + kLinesListed; ++i) {
+                lines += (lines.empty() ? "" : ", ") + std::to_string(same[i]->line);
+            }
+            if (same.size() > index + kLinesListed) lines += ", ...";
+            const std::string message = std::to_string(same.size() - index) + " more like the " +
+                                        severity + " above (lines " + lines + ")";
+            if (json) {
+                list.push_back(Json{{"file", json_text(finding.file)},
+                                    {"line", finding.line},
+                                    {"severity", severity},
+                                    {"message", json_text(message)},
+                                    {"count", same.size() - index}});
+            } else {
+                out << finding.file << ":" << finding.line << ": " << severity << ": " << message
+                    << "\n";
+            }
+            continue;
+        }
         if (json) {
             list.push_back(Json{{"file", json_text(finding.file)},
                                 {"line", finding.line},
@@ -267,16 +357,13 @@ int inspect_lint(const std::vector<std::string>& args, std::ostream& out, std::o
         out << json_dump(Json{{"findings", list}, {"errors", errors}, {"warnings", warnings}})
             << "\n";
     }
-    if (errors > 0) return 2;
-    return strict && warnings > 0 ? 1 : kExitOk;
+    return errors > 0 || (strict && warnings > 0) ? kExitFailed : kExitOk;
 }
 
 const Subcommand kLintSubcommand = {
     "lint",
     "FILE [--oem FILE] [--strict] [--json]",
     "say what the service will do with every doubtful part of a tuning file",
-    "usage: velora-inspect lint FILE [--oem FILE] [--strict] [--json]\n"
-    "\n"
     "Reads FILE with the service's own reader and prints, as FILE:LINE: severity: message,\n"
     "everything the reader does not take as it stands and what the service does with it:\n"
     "sections dropped and why, elements taken by their position, elements and attributes\n"
@@ -285,13 +372,8 @@ const Subcommand kLintSubcommand = {
     "IEQ preset off), duplicate profile ids, tunings and devices, and devices that name a\n"
     "tuning the file does not provide.\n"
     "\n"
-    "  --oem FILE  also the OEM extra file: its own findings and the entries the merge drops\n"
-    "              because they clash with the default file\n"
-    "  --strict    exit 1 when there are warnings\n"
-    "  --json      one JSON document: findings, errors, warnings\n"
-    "\n"
-    "Exit status: 0 clean (or only warnings without --strict), 1 warnings under --strict,\n"
-    "2 errors (a section dropped, a file not readable) or a usage error.\n",
+    "Exit status: 0 clean (or only warnings without --strict), 1 errors (a section\n"
+    "dropped, a file not readable) or warnings under --strict, 2 a usage error.\n",
     &inspect_lint,
 };
 
