@@ -11,11 +11,14 @@
 // callback bytes, or the words of a command line separated by zero bytes.
 #include <cstddef>
 #include <cstdint>
+#include <sstream>
 #include <string>
 #include <vector>
 
 #include "common/FuzzSupport.h"
+#include "tools/common/ArgumentParser.h"
 #include "tools/veloractl/CommandLine.h"
+#include "tools/veloractl/Controller.h"
 #include "tools/veloractl/ExternalParameter.h"
 #include "tools/veloractl/TextParsing.h"
 #include "tools/veloractl/UpdateDecoder.h"
@@ -53,7 +56,10 @@ void parse_command_line(const std::string& text) {
     argv.push_back(nullptr);
 
     velora::CommandLine line;
-    if (line.parse(static_cast<int>(words.size()), argv.data())) {
+    velora::ArgumentParser parser("veloractl", "");
+    velora::Controller::defineCommandLine(parser, &line);
+    std::ostringstream out;
+    if (!parser.parse(static_cast<int>(words.size()), argv.data(), out, out)) {
         for (const std::string& argument : line.arguments) parse_values(argument);
         if (line.port) parse_values(*line.port);
     }

@@ -103,7 +103,8 @@ TEST_F(InspectDbTest, PrintsTheTablesSortedByCopyAndKeysWhateverTheWritingOrder)
 TEST_F(InspectDbTest, RefusesWhatIsNotASettingsDatabaseWithoutCreatingAnything) {
     Result result = run({path("missing.db")});
     EXPECT_EQ(1, result.status);
-    EXPECT_EQ("velora-inspect db: " + path("missing.db") + ": no such file\n", result.err);
+    EXPECT_EQ("velora-inspect db: " + path("missing.db") + ": No such file or directory\n",
+              result.err);
     EXPECT_FALSE(std::filesystem::exists(path("missing.db")));
 
     std::ofstream(path("notes.txt")) << "no database, though long enough for a header page\n";

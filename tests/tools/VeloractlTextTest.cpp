@@ -2,13 +2,17 @@
  * Copyright (C) 2026 The Velora Project
  * Licensed under the Apache License, Version 2.0.
  */
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <sstream>
 #include <string>
 #include <vector>
 
+#include "tools/common/ArgumentParser.h"
 #include "tools/common/Json.h"
 #include "tools/veloractl/CommandLine.h"
+#include "tools/veloractl/Controller.h"
 #include "tools/veloractl/ExternalParameter.h"
 #include "tools/veloractl/PackedBuffer.h"
 #include "tools/veloractl/TextParsing.h"
@@ -57,19 +61,24 @@ TEST(VeloractlTextTest, CodesPortsAndParametersByNameOrNumber) {
 }
 
 TEST(VeloractlTextTest, OptionsAnywhereButNegativeValuesStayArguments) {
-    const char* argv[] = {"veloractl", "set",    "--json", "0",  "geq-gains",
-                          "-5",        "--port", "usb",    "--", "--json"};
     CommandLine line;
-    ASSERT_TRUE(line.parse(10, argv)) << line.error();
+    ArgumentParser parser("veloractl", "");
+    Controller::defineCommandLine(parser, &line);
+    std::ostringstream out, err;
+    ASSERT_FALSE(parser.parse(
+        {"set", "--json", "0", "geq-gains", "-5", "--port", "usb", "--root", "/r"}, out, err))
+        << err.str();
     EXPECT_EQ("set", line.command);
-    EXPECT_EQ((std::vector<std::string>{"0", "geq-gains", "-5", "--json"}), line.arguments);
+    EXPECT_EQ((std::vector<std::string>{"0", "geq-gains", "-5"}), line.arguments);
     EXPECT_TRUE(line.json);
     EXPECT_EQ("usb", line.port.value_or(""));
+    EXPECT_EQ("/r", line.root);
 
-    const char* missing[] = {"veloractl", "status", "--socket"};
     CommandLine bad;
-    EXPECT_FALSE(bad.parse(3, missing));
-    EXPECT_EQ("option --socket needs a value", bad.error());
+    ArgumentParser other("veloractl", "");
+    Controller::defineCommandLine(other, &bad);
+    EXPECT_EQ(EXIT_USAGE, other.parse({"status", "--socket"}, out, err));
+    EXPECT_THAT(err.str(), ::testing::HasSubstr("--socket: 1 required PATH missing"));
 }
 
 TEST(VeloractlTextTest, PackedGetPutsTheCommandInByteThree) {

@@ -118,6 +118,9 @@ class Watcher {
         while (seen.size() < count && mProcess.readLine(&line, kEventTimeout)) {
             const std::string kind = json_member(line, "kind");
             if (kind == "register-request" || kind == "unregister-request") continue;
+            // Every change names the profile and the port it concerns.
+            EXPECT_FALSE(json_member(line, "profile").empty()) << line;
+            EXPECT_FALSE(json_member(line, "port").empty()) << line;
             seen.push_back(json_member(line, "bytes"));
         }
         return seen;
@@ -128,6 +131,26 @@ class Watcher {
   private:
     ToolProcess mProcess;
 };
+
+// velorad's command lines that end before it serves: exit status and first printed line.
+TEST(VeloradCommandLineTest, HelpVersionAndMistakesEndAtOnce) {
+    TempRoot root;
+    const std::vector<std::pair<std::vector<std::string>, std::pair<int, std::string>>> lines = {
+        {{"--help"}, {0, "Runs the Velora settings service over the filesystem root DIR"}},
+        {{"--version"}, {0, "velorad (Velora) 1.0.0"}},
+        {{}, {2, "velorad: --root is required (see 'velorad --help')"}},
+        {{"--root", root.path(), "--save-delay", "-1"}, {2, "velorad: --save-delay: Value -1"}},
+        {{"--root", root.path(), "--bogus"}, {2, "velorad: The following argument was not"}},
+    };
+    for (const auto& [args, expected] : lines) {
+        std::vector<std::string> all = {VELORAD_PATH};
+        all.insert(all.end(), args.begin(), args.end());
+        ToolResult result = run_tool(all, root.path());
+        const std::string& text = result.out.empty() ? result.err : result.out;
+        EXPECT_EQ(expected.first, result.status) << text;
+        EXPECT_EQ(expected.second, text.substr(0, expected.second.size())) << text;
+    }
+}
 
 TEST_F(VeloradTest, StartsOnOwnerOnlySocketAndAnswersStatus) {
     startDaemon({"--verbose"});
@@ -244,9 +267,16 @@ TEST_F(VeloradTest, ChangeThatCannotBeSavedIsSaidSoAndSavedOnceTheDatabaseIsFree
     const std::string db = root().hostPath(SystemPaths::kDatabaseDir) + "kiv_sqlite3.db";
     ASSERT_EQ(SQLITE_OK, sqlite3_open(db.c_str(), &other));
     ASSERT_EQ(SQLITE_OK, sqlite3_exec(other, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr));
+    // Reads go on, with a word that saving fails; a change is applied but not saved.
+    ToolResult read = ctl({"get", "0", "ieq-amount"});
+    EXPECT_EQ(0, read.status) << read.err;
+    EXPECT_NE(std::string::npos, read.out.find("ieq-amount = ")) << read.out;
+    EXPECT_NE(std::string::npos, read.err.find("the service cannot save its settings now"))
+        << read.err;
     ToolResult refused = ctl({"set", "0", "ieq-amount", "9"});
-    EXPECT_EQ(1, refused.status);
-    EXPECT_NE(std::string::npos, refused.err.find("the change is not saved")) << refused.err;
+    EXPECT_EQ(4, refused.status);
+    EXPECT_NE(std::string::npos, refused.out.find("ieq-amount = 9")) << refused.out;
+    EXPECT_NE(std::string::npos, refused.err.find("applied, but not saved")) << refused.err;
     sqlite3_exec(other, "ROLLBACK", nullptr, nullptr, nullptr);
     sqlite3_close(other);
     // The daemon tries again on its own; no client has asked for a save since.
@@ -434,7 +464,7 @@ TEST_F(VeloradTest, ExportImportIntoAFreshRootGivesTheSameDocument) {
     // A document from another device: what this one lacks is named, the rest is applied.
     nlohmann::ordered_json foreign = nlohmann::ordered_json::parse(document);
     foreign["profiles"][1]["name"] = "Karaoke";
-    foreign["profiles"][0]["parameters"]["107"] = {40};
+    foreign["profiles"][0]["parameters"]["107"] = {40};  // keys by id still read
     foreign["tuningDevices"]["internal_speaker"] = "speaker_of_another_phone";
     foreign["on"] = true;
     {
@@ -443,6 +473,7 @@ TEST_F(VeloradTest, ExportImportIntoAFreshRootGivesTheSameDocument) {
     }
     ToolResult partial = ctl({"import", copy});
     EXPECT_EQ(1, partial.status) << partial.out << partial.err;
+    EXPECT_NE(std::string::npos, partial.out.find(" applied as given, 3 not")) << partial.out;
     for (const char* expected :
          {"profile \"Karaoke\": this device has no such profile",
           "no tuning device 'speaker_of_another_phone'", "sent 40, the service holds 16"}) {
@@ -455,7 +486,7 @@ TEST_F(VeloradTest, ExportImportIntoAFreshRootGivesTheSameDocument) {
         out << "{\n  \"format\": \"velora-settings\",\n  \"version\": 1,\n  \"on\": tru,\n}";
     }
     ToolResult malformed = ctl({"import", copy});
-    EXPECT_EQ(2, malformed.status);
+    EXPECT_EQ(1, malformed.status);
     EXPECT_NE(std::string::npos, malformed.err.find("line 4, column")) << malformed.err;
 }
 
@@ -466,23 +497,34 @@ TEST_F(VeloradTest, BadRequestsGetClearErrorsAndTheDaemonKeepsServing) {
         int status;
         std::string message;
     };
+    // The first line on standard output, or on standard error when nothing went there.
     const std::vector<Case> cases = {
-        {{"get", "0", "loudness"}, 2, "unknown parameter 'loudness'"},
-        {{"set", "0", "geq-gains", "1", "2"}, 2, "geq-gains takes 20 values, got 2"},
-        {{"set", "0", "ieq-amount", "lots"}, 2, "'lots' is not a value for ieq-amount"},
-        {{"get", "0", "ieq-amount", "--port", "hdmi"}, 2, "not kept per endpoint"},
-        {{"get", "7", "ieq-amount"}, 1, "no profile '7'"},
-        {{"profile", "select", "-1"}, 1, "no profile '-1'"},
-        {{"devices", "7"}, 2, "unknown port '7'"},
-        {{"device", "speakers"}, 2, "unknown port 'speakers'"},
-        {{"prop", "TOOLONG"}, 2, "no four-character code"},
-        {{"frobnicate"}, 2, "unknown command 'frobnicate'"},
-        {{"status", "--port", "1"}, 2, "does not apply to 'status'"},
+        {{"--version"}, 0, "veloractl (Velora) 1.0.0"},
+        {{"get", "--help"}, 0, "read a parameter of a profile"},
+        {{"help", "prop"}, 0, "read or write an integer property"},
+        {{"get", "0", "loudness"}, 2, "veloractl: unknown parameter 'loudness'; known: "},
+        {{"get", "0"}, 2, "veloractl: usage: veloractl get PROFILE PARAM [--port PORT]"},
+        {{"set", "0", "geq-gains", "1", "2"}, 2, "veloractl: geq-gains takes 20 values, got 2"},
+        {{"set", "0", "ieq-amount", "lots"}, 2, "veloractl: 'lots' is not a value for ieq-amount"},
+        {{"get", "0", "ieq-amount", "--port", "hdmi"}, 2, "veloractl: ieq-amount is not kept"},
+        {{"get", "7", "ieq-amount"}, 1, "veloractl: no profile '7' (profiles: 0 "},
+        {{"profile", "select", "-1"}, 1, "veloractl: no profile '-1'"},
+        {{"devices", "7"}, 2, "veloractl: unknown port '7'; ports: 0 internal_speaker"},
+        {{"device", "speakers"}, 2, "veloractl: unknown port 'speakers'"},
+        {{"prop", "TOOLONG"}, 1, "veloractl: 'TOOLONG' is not a property code"},
+        {{"prop", "XXXX"}, 1, "veloractl: the service has no property XXXX (it has ADEV"},
+        {{"prop", "PEXO", "0"}, 1, "veloractl: PEXO can only be read (the service takes writes"},
+        {{"prop", "pexo"}, 0, "PEXO = 1  (effect on)"},
+        {{"prop", "dect", "7"}, 0, "DECT = 7"},
+        {{"frobnicate"}, 2, "veloractl: no command 'frobnicate' (see 'veloractl --help')"},
+        {{"status", "--port", "1"}, 2, "veloractl: The following argument was not expected"},
+        {{"watch", "--count", "0"}, 2, "veloractl: --count: Value 0 not in range"},
     };
     for (const Case& c : cases) {
         ToolResult result = ctl(c.args);
-        EXPECT_EQ(c.status, result.status) << c.args[0] << ": " << result.err;
-        EXPECT_NE(std::string::npos, result.err.find(c.message)) << result.err;
+        const std::string& text = result.out.empty() ? result.err : result.out;
+        EXPECT_EQ(c.status, result.status) << c.args[0] << ": " << text;
+        EXPECT_EQ(c.message, text.substr(0, c.message.size())) << text;
     }
 
     // Raw requests the command line never sends.

@@ -8,6 +8,8 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <memory>
 #include <optional>
 
@@ -16,6 +18,7 @@
 #include "store/DatabaseHelper.h"
 #include "store/SqliteStatement.h"
 #include "store/TextHelpers.h"
+#include "tools/common/ArgumentParser.h"
 
 namespace velora::inspect {
 
@@ -146,13 +149,12 @@ int fail(std::ostream& err, const std::string& message) {
 }  // namespace
 
 int inspect_db(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
-    if (args.size() != 1 || args[0].empty()) {
-        err << "usage: velora-inspect db FILE\n";
-        return kExitUsage;
-    }
-    const std::string& path = args[0];
+    std::string path;
+    ArgumentParser arguments("velora-inspect db", kDbSubcommand.help);
+    arguments.app().add_option("FILE", path, "the settings database")->required();
+    if (auto status = arguments.parse(args, out, err)) return *status;
     struct stat info;
-    if (stat(path.c_str(), &info) != 0) return fail(err, path + ": no such file");
+    if (stat(path.c_str(), &info) != 0) return fail(err, path + ": " + std::strerror(errno));
     if (!S_ISREG(info.st_mode)) return fail(err, path + ": not a regular file");
 
     // Read-only, so that inspecting never creates, changes or journals the file.
@@ -205,8 +207,6 @@ const Subcommand kDbSubcommand = {
     "db",
     "FILE",
     "print the tables of a settings database (kiv_sqlite3.db)",
-    "usage: velora-inspect db FILE\n"
-    "\n"
     "Prints every table of a settings database as the service stored it. The\n"
     "configuration table is shown as key = value lines; record rows are shown under\n"
     "their copy (default, custom, oem) and keys, sorted by those, each stored value as\n"

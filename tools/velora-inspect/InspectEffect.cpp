@@ -10,13 +10,12 @@
 #include <stdio.h>
 
 #include "common/SystemPaths.h"
+#include "tools/common/ArgumentParser.h"
 #include "tools/common/ParamFileText.h"
 
 namespace velora::inspect {
 
 namespace {
-
-void print_usage(std::ostream& stream) { stream << "usage: velora-inspect effect [--root DIR]\n"; }
 
 std::string hex(uint32_t value) {
     char buffer[16];
@@ -42,24 +41,12 @@ std::string effect_code_of(uint32_t id) {
 
 int inspect_effect(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
     std::string root = "/";
-    for (size_t i = 0; i < args.size(); ++i) {
-        if (args[i] == "--help" || args[i] == "-h") {
-            out << kEffectSubcommand.help;
-            return kExitOk;
-        }
-        if (args[i] == "--root") {
-            if (i + 1 == args.size()) {
-                err << "velora-inspect effect: --root needs a folder\n";
-                print_usage(err);
-                return kExitUsage;
-            }
-            root = args[++i];
-        } else {
-            err << "velora-inspect effect: unexpected argument " << args[i] << "\n";
-            print_usage(err);
-            return kExitUsage;
-        }
-    }
+    ArgumentParser arguments("velora-inspect effect", kEffectSubcommand.help);
+    arguments.app()
+        .add_option("--root", root, "the filesystem root (default /, or $VELORA_ROOT)")
+        ->envname("VELORA_ROOT")
+        ->type_name("DIR");
+    if (auto status = arguments.parse(args, out, err)) return *status;
 
     SystemPaths::setRoot(root);
     const std::string path = android::PexParamStore::getPublishedPath();
@@ -103,8 +90,6 @@ const Subcommand kEffectSubcommand = {
     "effect",
     "[--root DIR]",
     "print the effect parameters the parameter store has published",
-    "usage: velora-inspect effect [--root DIR]\n"
-    "\n"
     "Reads the parameter store's published file, /data/vendor/velora/pexparams.bin under\n"
     "the filesystem root DIR (default /), as the effect reads it: one whole commit, even\n"
     "while the service is committing. Prints the commit's generation (the number of\n"

@@ -15,6 +15,7 @@
 
 #include "model/Endpoint.h"
 #include "model/PresetType.h"
+#include "tools/common/ArgumentParser.h"
 #include "tuning/DeviceData.h"
 #include "tuning/TuningFileParser.h"
 
@@ -53,39 +54,19 @@ void print_section(std::ostream& out, const char* kind, const std::set<Record*>&
     }
 }
 
-void print_usage(std::ostream& stream) {
-    stream << "usage: velora-inspect tuning [--validated] FILE\n";
-}
-
 }  // namespace
 
 int inspect_tuning(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
     bool validated = false;
     std::string path;
-    for (const std::string& arg : args) {
-        if (arg == "--help" || arg == "-h") {
-            out << kTuningSubcommand.help;
-            return kExitOk;
-        }
-        if (arg == "--validated") {
-            validated = true;
-        } else if (!arg.empty() && arg[0] == '-') {
-            err << "velora-inspect tuning: unknown option " << arg << "\n";
-            print_usage(err);
-            return kExitUsage;
-        } else if (path.empty()) {
-            path = arg;
-        } else {
-            err << "velora-inspect tuning: one FILE only, got also " << arg << "\n";
-            print_usage(err);
-            return kExitUsage;
-        }
-    }
-    if (path.empty()) {
-        err << "velora-inspect tuning: no FILE given\n";
-        print_usage(err);
-        return kExitUsage;
-    }
+    ArgumentParser arguments("velora-inspect tuning", kTuningSubcommand.help);
+    CLI::App& app = arguments.app();
+    app.add_flag("--validated", validated,
+                 "apply the start-up consistency rule first: a profile whose IEQ is disabled "
+                 "selects the \"off\" preset");
+    app.add_option("FILE", path, "the tuning file (- for standard input)")->required();
+    if (auto status = arguments.parse(args, out, err)) return *status;
+    path = ArgumentParser::inputPath(path);
 
     // The reader only says that a file is no XML; the usual reasons are told apart here.
     struct stat info;
@@ -155,8 +136,6 @@ const Subcommand kTuningSubcommand = {
     "tuning",
     "[--validated] FILE",
     "read a tuning file and print what the service would take from it",
-    "usage: velora-inspect tuning [--validated] FILE\n"
-    "\n"
     "Reads FILE with the service's tuning-file reader and prints the format and tool\n"
     "versions, then every record in its storage form (the text the settings database\n"
     "keeps), sorted by kind and key: IEQ presets by type, GEQ presets and profiles by\n"
@@ -166,9 +145,6 @@ const Subcommand kTuningSubcommand = {
     "Records the reader drops (a tuning without a data block, a section whose layout is\n"
     "broken) are missing from the output; the reader's log lines on standard error say\n"
     "which and why.\n"
-    "\n"
-    "  --validated  apply the start-up consistency rule first: a profile whose IEQ is\n"
-    "               disabled selects the \"off\" preset\n"
     "\n"
     "Exit status: 0 when the file was read, 1 when it could not be read, 2 on a usage\n"
     "error.\n",

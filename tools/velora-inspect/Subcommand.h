@@ -8,12 +8,14 @@
 #include <string>
 #include <vector>
 
+#include "tools/common/ExitStatus.h"
+
 namespace velora::inspect {
 
-// Exit statuses shared by every subcommand.
-constexpr int kExitOk = 0;
-constexpr int kExitFailed = 1;  // the subject could not be read or inspected
-constexpr int kExitUsage = 2;   // the command line was wrong
+// Exit statuses shared by every subcommand: those of every host tool.
+constexpr int kExitOk = EXIT_OK;
+constexpr int kExitFailed = EXIT_REFUSED;  // not readable, nothing to inspect, or findings
+constexpr int kExitUsage = EXIT_USAGE;     // the command line was wrong
 
 // One "velora-inspect <name> ..." subcommand. Each lives in its own source file and is listed
 // once in Subcommands.cpp; main() only picks one by name and runs it.
@@ -21,8 +23,9 @@ struct Subcommand {
     const char* name;
     const char* synopsis;  // arguments after the name, for the usage line
     const char* summary;   // one line for --help
-    const char* help;      // the subcommand's own --help text
-    // args are the arguments after the subcommand's name. Returns an exit status.
+    const char* help;      // what the subcommand's own --help says above its options
+    // args are the arguments after the subcommand's name, which the subcommand reads with
+    // its own ArgumentParser. Returns an exit status.
     int (*run)(const std::vector<std::string>& args, std::ostream& out, std::ostream& err);
 };
 

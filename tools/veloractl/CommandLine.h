@@ -11,34 +11,23 @@
 
 namespace velora {
 
-// veloractl's command line, split into options and the command with its arguments. Options may
-// stand anywhere; a token is an option only when it starts with "--" (or is "-h"), so negative
-// values ("-576") are arguments. "--" ends the options.
-class CommandLine {
-  public:
-    // False with error() set when an option is unknown, lacks its value or has a bad one.
-    bool parse(int argc, const char* const* argv);
-    const std::string& error() const { return mError; }
-
+// What veloractl's command line asks for, as the argument parser fills it in.
+struct CommandLine {
     // The command's words: "profile select 2" gives command "profile", arguments {"select", "2"}.
     std::string command;
     std::vector<std::string> arguments;
 
-    std::string root;
-    std::string socket;
+    std::string root;    // --root or $VELORA_ROOT
+    std::string socket;  // --socket or $VELORA_SOCKET
     bool json = false;
-    bool help = false;
     int timeoutMs = 5000;
     std::optional<uint32_t> uid;
     int type = 0;
     std::optional<std::string> port;
     std::optional<int> count;
 
-    // Options given, by name without dashes, so commands can refuse those they do not take.
-    std::vector<std::string> given;
-
-  private:
-    std::string mError;
+    // What "help [COMMAND]" prints.
+    std::string helpText;
 };
 
 }  // namespace velora

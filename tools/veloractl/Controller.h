@@ -5,26 +5,39 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <ostream>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "tools/common/ExitStatus.h"
 #include "tools/common/Json.h"
 #include "tools/veloractl/CommandLine.h"
 #include "tools/veloractl/ExternalParameter.h"
+#include "tools/veloractl/SessionGuard.h"
 #include "tools/veloractl/SignalWatcher.h"
+#include "tools/veloractl/UpdateDecoder.h"
 #include "tools/veloractl/VeloraClient.h"
 
 namespace velora {
+
+class ArgumentParser;
 
 // Runs one veloractl command against velorad. Each command that talks to the daemon registers
 // as a client for its duration, as the settings app does: the registration starts the service
 // if no one has yet, and its callbacks tell the command when a write has been applied. Writes
 // go through the packed set buffer and are confirmed by their callback before the command reads
 // the result back, so what it prints is what the service now holds.
+//
+// The commands live in one source file per family: settings (ControllerSettings), the
+// service's devices and properties (ControllerService), export and import (ControllerTransfer).
 class Controller {
   public:
+    // Declares every command of the table, with its usage and help, on the parser; parsing
+    // fills `line`.
+    static void defineCommandLine(ArgumentParser& parser, CommandLine* line);
+
     Controller(const CommandLine& line, SignalWatcher& signals);
     ~Controller();
 
@@ -34,36 +47,39 @@ class Controller {
   private:
     struct Command {
         const char* name;
-        const char* usage;
+        const char* usage;  // the words after "veloractl"
         const char* summary;
         const char* help;
-        std::vector<std::string> options;  // beyond the common ones
+        const char* option;  // its own option beyond the common ones, or null
         bool needsDaemon;
         int (Controller::*run)();
     };
     static const Command kCommands[];
 
     static const Command* findCommand(const std::string& name);
-    void printUsage(std::ostream& out) const;
-    void printCommandHelp(const Command& command) const;
 
     // Output: one JSON document per result with --json, text otherwise. While a session is
-    // open the output is held back until closeSession() has seen the unregistration succeed.
+    // open the output is held back until the session has ended.
     void emit(const Json& json, const std::string& text) const;
+    // "usage: veloractl <the command's usage>", exit status 2.
+    int usageError() const;
     int usageError(const std::string& message) const;
     int failure(ExitStatus status, const std::string& message) const;
     int clientFailure() const;
 
     bool connect();
-    bool openSession();
+    // Registers; the guard unregisters when the command ends. Empty when the registration
+    // failed (the client's error says why).
+    std::optional<SessionGuard> openSession();
     int closeSession(int status);
 
     bool resolveProfile(const std::string& text, int* profile, std::string* name);
     bool profileCount(int* count);
     // Sends a set buffer and waits for the callback that reports it applied.
     bool applyAndWait(const std::string& buffer, std::string* echo);
-    // Waits for a callback with exactly these bytes.
-    bool waitForUpdate(const std::string& bytes);
+    // Waits for a callback with exactly these bytes; when none comes in time, fails with
+    // `late` and its status.
+    bool waitForUpdate(const std::string& bytes, ExitStatus lateStatus, const std::string& late);
 
     int cmdStatus();
     int cmdOn();
@@ -73,7 +89,7 @@ class Controller {
     int cmdProfile();
     int cmdParams();
     int parseParameterAndPort(const ExternalParameter** parameter, int* port) const;
-    int openProfileSession(int port, int* profile, std::string* name);
+    std::optional<SessionGuard> openProfileSession(int port, int* profile, std::string* name);
     // The values of an external parameter as the service holds them now.
     bool readParameter(int profile, int port, const ExternalParameter& parameter,
                        std::vector<int>* values);
@@ -90,14 +106,17 @@ class Controller {
     int cmdDevice();
     int cmdProp();
     int cmdWatch();
+    // Adds to a change the profile and port it concerns where its bytes do not say them.
+    void nameProfileAndPort(DecodedUpdate* decoded);
     int cmdEffect();
     int cmdDump();
     int cmdReloadTuning();
-    int cmdHelp();
 
     const CommandLine& mLine;
     SignalWatcher& mSignals;
+    const Command* mCommand = nullptr;
     std::string mSocketPath;
+    std::string mSocketOrigin;  // how the socket was found, for messages
     std::unique_ptr<VeloraClient> mClient;
     std::unique_ptr<Registration> mRegistration;
     bool mDeferOutput = false;

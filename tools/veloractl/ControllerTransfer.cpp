@@ -6,7 +6,9 @@
 // veloractl export and import: the user's settings as one JSON document.
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdint>
+#include <cstring>
 #include <fstream>
 #include <iostream>
 #include <sstream>
@@ -78,7 +80,7 @@ bool Controller::exportSettings(Json* document) {
             if (parameter.perEndpoint()) continue;
             std::vector<int> values;
             if (!readParameter(id, -1, parameter, &values)) return false;
-            parameters[std::to_string(parameter.id)] = json_ints(values);
+            parameters[parameter.name] = json_ints(values);
         }
         for (int endpoint = 0; endpoint < kEndpointCount; ++endpoint) {
             const int port = port_of_endpoint(endpoint);
@@ -88,7 +90,7 @@ bool Controller::exportSettings(Json* document) {
                 if (!parameter.perEndpoint()) continue;
                 std::vector<int> read;
                 if (!readParameter(id, port, parameter, &read)) return false;
-                values[std::to_string(parameter.id)] = json_ints(read);
+                values[parameter.name] = json_ints(read);
             }
             endpoints[kEndpointNames[endpoint]] = values;
         }
@@ -116,22 +118,23 @@ bool Controller::exportSettings(Json* document) {
 }
 
 int Controller::cmdExport() {
-    if (mLine.arguments.size() > 1) return usageError("usage: export [FILE]");
-    if (!openSession()) return clientFailure();
+    if (mLine.arguments.size() > 1) return usageError();
+    std::optional<SessionGuard> session = openSession();
+    if (!session) return clientFailure();
     Json document;
-    if (!exportSettings(&document)) return closeSession(clientFailure());
+    if (!exportSettings(&document)) return clientFailure();
     const std::string text = json_dump(document, 2) + "\n";
-    if (mLine.arguments.empty()) {
+    if (mLine.arguments.empty() || mLine.arguments[0] == "-") {
         emit(document, text);
-        return closeSession(EXIT_OK);
+        return session->finish(EXIT_OK);
     }
     const std::string& path = mLine.arguments[0];
     std::ofstream out(path, std::ios::binary | std::ios::trunc);
     out << text;
     out.close();
-    if (!out) return closeSession(failure(EXIT_REFUSED, "cannot write " + path));
+    if (!out) return failure(EXIT_REFUSED, "cannot write " + path + ": " + std::strerror(errno));
     emit(Json{{"exported", json_text(path)}}, "settings exported to " + printable(path));
-    return closeSession(EXIT_OK);
+    return session->finish(EXIT_OK);
 }
 
 // Applies one parameter and reads it back; what the service did not keep as sent is a
@@ -169,36 +172,40 @@ bool Controller::importParameter(int profile, const std::string& profileName, in
 }
 
 int Controller::cmdImport() {
-    if (mLine.arguments.size() != 1) return usageError("usage: import FILE");
+    if (mLine.arguments.size() != 1) return usageError();
     const std::string& path = mLine.arguments[0];
-    std::ifstream in(path, std::ios::binary);
-    if (!in) return failure(EXIT_USAGE, "cannot read " + path);
+    const std::string name = path == "-" ? "standard input" : path;
+    std::ifstream in(path == "-" ? "/dev/stdin" : path, std::ios::binary);
+    if (!in) return failure(EXIT_REFUSED, "cannot read " + name + ": " + std::strerror(errno));
     std::stringstream buffer;
     buffer << in.rdbuf();
     Json document;
     std::string error;
     if (!json_parse(buffer.str(), &document, &error)) {
-        return failure(EXIT_USAGE, path + ": " + error);
+        return failure(EXIT_REFUSED, name + " is not JSON: " + error);
     }
     if (!document.is_object() || document.value("format", Json()) != kDocumentFormat) {
-        return failure(EXIT_USAGE, path + ": not a veloractl settings document (\"format\": \"" +
-                                       kDocumentFormat + "\")");
+        return failure(EXIT_REFUSED, name +
+                                         " is not a settings document of veloractl export "
+                                         "(its \"format\" is not \"" +
+                                         kDocumentFormat + "\")");
     }
     if (document.value("version", Json()) != kDocumentVersion) {
-        return failure(EXIT_USAGE, path + ": document version " +
-                                       json_dump(document.value("version", Json())) +
-                                       " is not one this veloractl reads (" +
-                                       std::to_string(kDocumentVersion) + ")");
+        return failure(EXIT_REFUSED, name + ": document version " +
+                                         json_dump(document.value("version", Json())) +
+                                         " is not one this veloractl reads (" +
+                                         std::to_string(kDocumentVersion) + ")");
     }
-    if (!openSession()) return clientFailure();
+    std::optional<SessionGuard> session = openSession();
+    if (!session) return clientFailure();
 
     std::vector<std::string> problems;
     int applied = 0;
     int count = 0;
-    if (!profileCount(&count)) return closeSession(clientFailure());
+    if (!profileCount(&count)) return clientFailure();
     std::vector<std::string> names(count);
     for (int id = 0; id < count; ++id) {
-        if (!mClient->getProfileName(id, &names[id])) return closeSession(clientFailure());
+        if (!mClient->getProfileName(id, &names[id])) return clientFailure();
     }
     auto profileByName = [&](const Json& name) {
         for (int id = 0; id < count; ++id) {
@@ -224,10 +231,11 @@ int Controller::cmdImport() {
                                    " is no profile-wide parameter; not applied");
                 continue;
             }
+            const size_t before = problems.size();
             if (!importParameter(profile, names[profile], -1, *parameter, values, &problems)) {
-                return closeSession(clientFailure());
+                return clientFailure();
             }
-            ++applied;
+            if (problems.size() == before) ++applied;
         }
         const Json endpoints = entry.value("endpoints", Json::object());
         for (const auto& [endpointName, values] : endpoints.items()) {
@@ -248,10 +256,11 @@ int Controller::cmdImport() {
                                        " is not kept per endpoint; not applied");
                     continue;
                 }
+                const size_t before = problems.size();
                 if (!importParameter(profile, names[profile], port, *parameter, value, &problems)) {
-                    return closeSession(clientFailure());
+                    return clientFailure();
                 }
-                ++applied;
+                if (problems.size() == before) ++applied;
             }
         }
     }
@@ -272,7 +281,7 @@ int Controller::cmdImport() {
         std::string current;
         if (!mClient->getAvailableTuningDevices(port, &available) ||
             !mClient->getSelectedTuningDevice(port, &current)) {
-            return closeSession(clientFailure());
+            return clientFailure();
         }
         if (current != wanted &&
             std::find(available.begin(), available.end(), wanted) == available.end()) {
@@ -282,12 +291,10 @@ int Controller::cmdImport() {
         }
         if (current != wanted) {
             mChanged = true;
-            if (!mClient->setSelectedTuningDevice(port, wanted) || !waitForUpdate(wanted)) {
-                return closeSession(mClient->error().status != EXIT_OK
-                                        ? clientFailure()
-                                        : failure(EXIT_UNREACHABLE,
-                                                  "the service did not report the "
-                                                  "selection in time"));
+            if (!mClient->setSelectedTuningDevice(port, wanted) ||
+                !waitForUpdate(wanted, EXIT_UNREACHABLE,
+                               "the service did not report the selection in time")) {
+                return clientFailure();
             }
         }
         ++applied;
@@ -301,7 +308,7 @@ int Controller::cmdImport() {
             problems.push_back("selected profile " + json_dump(selected) +
                                ": this device has no such profile; not applied");
         } else if (!applyAndWait(packed_set_buffer(kSetSelectedProfile, {profile}), &echo)) {
-            return closeSession(clientFailure());
+            return clientFailure();
         } else {
             ++applied;
         }
@@ -310,7 +317,7 @@ int Controller::cmdImport() {
     if (on.is_boolean()) {
         std::string echo;
         if (!applyAndWait(packed_set_buffer(kSetPexOn, {on.get<bool>() ? 1 : 0}), &echo)) {
-            return closeSession(clientFailure());
+            return clientFailure();
         }
         ++applied;
     } else if (!on.is_null()) {
@@ -323,10 +330,10 @@ int Controller::cmdImport() {
         notApplied.push_back(json_text(problem));
         text += "not applied: " + problem + "\n";
     }
-    text += "imported " + std::to_string(applied) + " settings from " + printable(path) +
-            (problems.empty() ? "" : ", " + std::to_string(problems.size()) + " not as given");
-    emit(Json{{"imported", applied}, {"notApplied", notApplied}}, text);
-    return closeSession(problems.empty() ? EXIT_OK : EXIT_REFUSED);
+    text += "from " + printable(name) + ": " + std::to_string(applied) + " applied as given, " +
+            std::to_string(problems.size()) + " not";
+    emit(Json{{"applied", applied}, {"notApplied", notApplied}}, text);
+    return session->finish(problems.empty() ? EXIT_OK : EXIT_REFUSED);
 }
 
 }  // namespace velora

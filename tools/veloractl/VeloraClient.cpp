@@ -44,12 +44,14 @@ void VeloraClient::fail(const char* operation, const grpc::Status& status) {
             break;
         default:
             fail(EXIT_REFUSED, std::string(operation) + " refused: " + status.error_message());
+            mError.code = status.error_code();
     }
 }
 
 void VeloraClient::fail(ExitStatus status, const std::string& message) {
     mError.status = status;
     mError.message = message;
+    mError.code = grpc::StatusCode::OK;
 }
 
 bool VeloraClient::getPexParam(const std::string& request, uint32_t answerLength, int* result,

@@ -16,22 +16,18 @@
 #include <thread>
 #include <vector>
 
+#include "tools/common/ExitStatus.h"
 #include "velora.grpc.pb.h"
 
 namespace velora {
-
-// veloractl's exit statuses, so scripts can tell a typo from a daemon that is not running.
-enum ExitStatus : int {
-    EXIT_OK = 0,
-    EXIT_REFUSED = 1,      // the daemon or the service refused or failed the request
-    EXIT_USAGE = 2,        // bad command line: nothing was sent
-    EXIT_UNREACHABLE = 3,  // no daemon answered on the socket in time
-};
 
 // A failed call: what to tell the user and which exit status it deserves.
 struct CallError {
     ExitStatus status = EXIT_OK;
     std::string message;
+    // The daemon's own status when it answered with an error (INTERNAL when the service
+    // failed the operation), OK otherwise.
+    grpc::StatusCode code = grpc::StatusCode::OK;
 };
 
 // The connection of one veloractl run to velorad. Every call has the same deadline; a failed
