@@ -17,8 +17,7 @@ const char kDescription[] =
     "Runs the Velora settings service over the filesystem root DIR (its tuning files under\n"
     "DIR/odm/etc/velora, DIR/data/vendor/..., its database in DIR/data/vendor/velora) and\n"
     "serves it to clients such as veloractl on a Unix socket, until SIGINT or SIGTERM; then\n"
-    "it saves the settings and exits (with status 1 when they could not be saved). Prints
-"
+    "it saves the settings and exits (with status 1 when they could not be saved). Prints\n"
     "\"velorad ready: root DIR socket PATH\" on standard output once it serves.";
 
 }  // namespace
