@@ -20,6 +20,7 @@
 #include "context/KsContext.h"
 #include "context/KsContextChangeObservable.h"
 #include "context/OemMergeRules.h"
+#include "context/TuningFileDigest.h"
 #include "model/Port.h"
 #include "store/DamagedDatabaseFiles.h"
 #include "store/DatabaseCheck.h"
@@ -66,6 +67,16 @@ size_t records_of(TableType table, DeviceData& data) {
             break;
     }
     return 0;
+}
+
+// The info line that sums up what a rebuild kept of the user's settings; every item that was
+// dropped has had its own warning.
+void log_carried(const char* from, const SettingsCarryOver::Outcome& outcome) {
+    ALOGI(
+        "kept from the %s: %d custom rows with %d changed values and %d settings (%d rows, %d "
+        "values and %d settings dropped)",
+        from, outcome.rowsCarried, outcome.valuesCarried, outcome.settingsCarried,
+        outcome.rowsDropped, outcome.valuesDropped, outcome.settingsDropped);
 }
 
 bool is_lock_error(sqlite3* db) {
@@ -265,11 +276,12 @@ bool KsContextManager::rebuildDamaged_l(const std::string& tuningPath,
         return false;
     }
     data->setSignature(getSignature(tuningPath));
+    const std::string digest = TuningFileDigest::of(tuningPath);
     data->validateData();
     // As at a first start, one transaction; what was kept goes in after the OEM merge, so
     // that a device the user chose from the OEM file is found.
     Transaction transaction(mProvider->getDatabaseHelper());
-    populateDatabase(data, mProvider.get());
+    populateDatabase(data, mProvider.get(), digest);
     loadOemTuningLocked();
     SettingsCarryOver::Outcome outcome = carried.applyTo(mProvider->getDatabaseHelper());
     if (transaction.commit() != 0) {
@@ -279,18 +291,14 @@ bool KsContextManager::rebuildDamaged_l(const std::string& tuningPath,
         return false;
     }
     ALOGI("Load OEM tuning XML after default tuning XML is reloaded");
-    if (!carried.empty()) {
-        ALOGI(
-            "kept from the damaged database: %d custom rows and %d settings (%d rows and %d "
-            "settings dropped)",
-            outcome.rowsCarried, outcome.valuesCarried, outcome.rowsDropped, outcome.valuesDropped);
-    }
+    if (!carried.empty()) log_carried("damaged database", outcome);
     mParser = std::move(parser);
     return true;
 }
 
 int KsContextManager::initDatabase(Provider* provider, const std::string& path) {
-    DeviceData* data = loadXmlIfChanged(path, provider);
+    const std::string digest = TuningFileDigest::of(path);
+    DeviceData* data = loadXmlIfChanged(path, provider, digest);
     if (data == nullptr) return 0;
     // The merge checks against the shipped default file; when that is the file just parsed,
     // its names are taken now, as a parse of it gives them, before validation touches them.
@@ -304,22 +312,31 @@ int KsContextManager::initDatabase(Provider* provider, const std::string& path) 
         mDefaultNames = std::move(names);
     }
     data->validateData();
-    // The rebuild, the OEM merge and the signature become durable together: committed
-    // apart, a stop between them would leave a matching signature over a database without
-    // the OEM rows, and no later start would merge them again.
+    // A system update writes the tuning file anew even when its content stays; what the user
+    // chose goes into the rebuilt database wherever it still has a place.
+    SettingsCarryOver carried;
+    if (provider->hasTables()) carried.readFrom(provider->getDatabaseHelper());
+    // The rebuild, the OEM merge, the carried settings and the signature become durable
+    // together: committed apart, a stop between them would leave a matching signature over a
+    // database without the OEM rows or the user's settings, and no later start would bring
+    // them back.
     Transaction transaction(provider->getDatabaseHelper());
-    populateDatabase(data, provider);
+    populateDatabase(data, provider, digest);
     // The OEM file is merged against the defaults it extends, so it has to follow every
-    // rebuild; a failed merge leaves the rebuilt defaults in place.
+    // rebuild; a failed merge leaves the rebuilt defaults in place. The carried settings come
+    // after it, so that a device the user chose from the OEM file is found.
     loadOemTuningLocked();
     mDefaultNames.reset();
+    SettingsCarryOver::Outcome outcome = carried.applyTo(provider->getDatabaseHelper());
     if (transaction.commit() != 0) return transaction.status();
+    if (!carried.empty()) log_carried("database of the earlier tuning file", outcome);
     ALOGI("Load OEM tuning XML after default tuning XML is reloaded");
     return 0;
 }
 
-DeviceData* KsContextManager::loadXmlIfChanged(const std::string& path, Provider* provider) {
-    std::string signature = getChangedSignature(path, provider);
+DeviceData* KsContextManager::loadXmlIfChanged(const std::string& path, Provider* provider,
+                                               const std::string& digest) {
+    std::string signature = getChangedSignature(path, provider, digest);
     if (signature.empty()) return nullptr;
     ALOGD("Tuning XML file has been updated");
     mParser = std::make_unique<TuningFileParser>();
@@ -336,12 +353,27 @@ DeviceData* KsContextManager::loadXmlIfChanged(const std::string& path, Provider
     return data;
 }
 
-std::string KsContextManager::getChangedSignature(const std::string& path, Provider* provider) {
+std::string KsContextManager::getChangedSignature(const std::string& path, Provider* provider,
+                                                  const std::string& digest) {
     std::string signature = getSignature(path);
     // A database without tables (the first start, or one whose first filling never
     // committed) has no signature yet; asking it would report a missing table as a fault.
     std::string stored = provider->hasTables() ? provider->getDefaultXmlSignature() : "";
-    return signature == stored ? std::string() : signature;
+    if (signature != stored) return signature;
+    // The same time says little: a file replaced within the same second, copied with its
+    // time, or from an image built with fixed times keeps it. The content decides.
+    if (digest.empty()) return std::string();
+    std::string storedDigest = provider->getDefaultXmlDigest();
+    if (storedDigest == digest) return std::string();
+    if (storedDigest.empty()) {
+        // A database built before digests were kept, whose time matches: it is taken as built
+        // from this file, and the digest is added to it for the next start.
+        provider->setDefaultXmlDigest(digest);
+        return std::string();
+    }
+    ALOGI("%s(): the tuning file changed under the same time %s (digest %s, stored %s)",
+          "getChangedSignature", signature.c_str(), digest.c_str(), storedDigest.c_str());
+    return signature;
 }
 
 std::string KsContextManager::getSignature(const std::string& path) {
@@ -352,15 +384,15 @@ std::string KsContextManager::getSignature(const std::string& path) {
         close(fd);
         return std::string();
     }
-    // The modification time alone: a file replaced by one with the same time counts as
-    // unchanged, which spares a full parse on every boot.
+    // The modification time; the content's digest is the other half of the change test.
     std::string signature = std::to_string(fileStat.st_mtime);
     ALOGD("%s(): XML file time string %s", "getSignature", signature.c_str());
     close(fd);
     return signature;
 }
 
-void KsContextManager::populateDatabase(DeviceData* data, Provider* provider) {
+void KsContextManager::populateDatabase(DeviceData* data, Provider* provider,
+                                        const std::string& digest) {
     // One exclusive transaction: a reader never sees a half-built database, and a crash in
     // the middle leaves the old one (with the old signature, so the next start rebuilds).
     // Within a transaction the caller opened, the rebuild becomes part of it.
@@ -381,6 +413,7 @@ void KsContextManager::populateDatabase(DeviceData* data, Provider* provider) {
     }
     provider->setDefaultXmlSignature(data->getSignature());
     provider->setDefaultXmlFormatVersion(data->getFormatVersion());
+    if (!digest.empty()) provider->setDefaultXmlDigest(digest);
     const int committed = transaction.commit();
     if (committed != 0) {
         ALOGE("settings database not rebuilt: %s; the database is kept as it was",

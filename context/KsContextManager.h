@@ -27,8 +27,9 @@ class Provider;
 class TuningFileParser;
 
 // Brings the settings system up: chooses the tuning file (the shipped default or its
-// ROMUPDATE copy), rebuilds the settings database when the file's signature changed, merges
-// the OEM extra tunings, and creates the current state (KsContext) with its observer fan-out.
+// ROMUPDATE copy), rebuilds the settings database when the file's time or content changed
+// (carrying the user's settings over), merges the OEM extra tunings, and creates the current
+// state (KsContext) with its observer fan-out.
 // It is also the entry for reloading the OEM tunings and for the stored format version.
 //
 // Ownership: owns the Provider, the parser of the last default-file parse (until start-up
@@ -78,12 +79,16 @@ class KsContextManager : public android::Singleton<KsContextManager> {
     bool rebuildDamaged_l(const std::string& tuningPath, const DatabaseCheck::Result& check)
         REQUIRES(mLock);
     int initDatabase(Provider* provider, const std::string& path) REQUIRES(mLock);
-    DeviceData* loadXmlIfChanged(const std::string& path, Provider* provider) REQUIRES(mLock);
-    std::string getChangedSignature(const std::string& path, Provider* provider);
+    // Parses the file when its time or its content's digest differs from the stored ones.
+    DeviceData* loadXmlIfChanged(const std::string& path, Provider* provider,
+                                 const std::string& digest) REQUIRES(mLock);
+    std::string getChangedSignature(const std::string& path, Provider* provider,
+                                    const std::string& digest);
     // The file's modification time in decimal seconds; empty when it cannot be opened.
     static std::string getSignature(const std::string& path);
-    // Fills the database from the parsed file in one exclusive transaction.
-    void populateDatabase(DeviceData* data, Provider* provider);
+    // Fills the database from the parsed file in one exclusive transaction; the digest row
+    // follows the format version.
+    void populateDatabase(DeviceData* data, Provider* provider, const std::string& digest);
     int loadOemTuningLocked() REQUIRES(mLock);
     void release_l() REQUIRES(mLock);
 

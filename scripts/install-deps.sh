@@ -7,7 +7,7 @@ PACKAGES=(
     libxml2-dev libsqlite3-dev libgtest-dev libgmock-dev libbenchmark-dev
     libgrpc++-dev protobuf-compiler-grpc libprotobuf-dev protobuf-compiler
     clang-14 libclang-rt-14-dev pkg-config ninja-build cmake g++ ccache sqlite3
-    nlohmann-json3-dev librsvg2-bin libcli11-dev help2man bash-completion
+    nlohmann-json3-dev librsvg2-bin libcli11-dev help2man bash-completion libxxhash-dev
     hidl-gen blueprint-tools libxml2-utils clang-format
     libfiu-dev fiu-utils
 )

@@ -36,6 +36,7 @@ const char* const Provider::kCustomName = "custom";
 const char* const Provider::kOemName = "oem";
 const char* const Provider::kSignature = "signature";
 const char* const Provider::kFormatVersion = "version";
+const char* const Provider::kDigest = "digest";
 const char* const Provider::kSelectedProfile = "Profile";
 const char* const Provider::kPexState = "State";
 const char* const Provider::kDatabaseFileName = "kiv_sqlite3.db";
@@ -344,6 +345,12 @@ void Provider::setDefaultXmlFormatVersion(const std::string& version) {
 std::string Provider::getDefaultXmlFormatVersion() {
     return mDb->queryConfigurationValue(kFormatVersion);
 }
+
+void Provider::setDefaultXmlDigest(const std::string& digest) {
+    mDb->insertConfigurationValue(kDigest, digest);
+}
+
+std::string Provider::getDefaultXmlDigest() { return mDb->queryConfigurationValue(kDigest); }
 
 void Provider::setDeviceTuning(const std::string& key, const std::string& value) {
     mDb->insertConfigurationValue(key, value);

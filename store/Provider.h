@@ -44,6 +44,7 @@ class Provider {
     static const char* const kOemName;           // "oem": rows from the OEM extra file
     static const char* const kSignature;         // configuration key of the file signature
     static const char* const kFormatVersion;     // configuration key of the format version
+    static const char* const kDigest;            // configuration key of the content digest
     static const char* const kSelectedProfile;   // configuration key of the selected profile
     static const char* const kPexState;          // configuration key of the effect state
     static const char* const kDatabaseFileName;  // "kiv_sqlite3.db"
@@ -108,6 +109,10 @@ class Provider {
     int init();
     GeqPreset* loadDefaultGeqPreset(int id);
     GeqPreset* loadGeqPreset(int id);
+    // The tuning file's content digest, in its own configuration row after the format
+    // version; empty when absent (a database built before digests were kept).
+    void setDefaultXmlDigest(const std::string& digest);
+    std::string getDefaultXmlDigest();
 
     // Fills the database afresh from a parsed tuning file: in one exclusive transaction the
     // tables are dropped and created again, every record of data is stored ("default" and

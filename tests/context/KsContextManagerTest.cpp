@@ -5,6 +5,7 @@
 #include <android/log.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -20,6 +21,7 @@
 #include "context/KsContextManager.h"
 #include "model/Tuning.h"
 #include "store/Provider.h"
+#include "store/SqliteStatement.h"
 #include "testutil/LogCapture.h"
 #include "testutil/TempRoot.h"
 
@@ -158,36 +160,199 @@ TEST_F(KsContextManagerTest, UnchangedSignatureParsesNothingAndMergesNothing) {
                 Not(Contains("oem_soundbar_hdmi")));
 }
 
-TEST_F(KsContextManagerTest, NewModificationTimeRebuildsUnlessTheFileDoesNotParse) {
+// What a user chose after one tuning update after another: every choice that still has a
+// place in the new file is kept, every other one takes the new default with a warning naming it.
+struct UpdateStep {
+    const char* what;
+    long mtime;
+    std::vector<std::pair<std::string, std::string>> edits;  // on the test file
+    bool oem;
+    // Expected afterwards: ieq-amount of profiles 0 and 1 (-1: profile gone), the headphone
+    // volume leveler of profile 1, the first GEQ gain of profile 0, the selected profile,
+    // the devices of miracast and bluetooth, and the warning of each dropped choice.
+    int ieq0, ieq1, leveler1, gain0, selected;
+    const char* miracast;
+    const char* bluetooth;
+    std::vector<std::string> dropped;
+};
+
+TEST_F(KsContextManagerTest, TuningUpdatesKeepEveryUserSettingThatStillHasAPlace) {
+    const std::pair<std::string, std::string> kAngle{"value=\"13\"", "value=\"14\""};
+    const std::pair<std::string, std::string> kMovieDefault{"<ieq-amount value=\"4\"/>",
+                                                            "<ieq-amount value=\"5\"/>"};
+    const std::pair<std::string, std::string> kNoCastX{
+        "        <device_id id=\"cast_x\" endpoint_port=\"miracast\"/>\n", ""};
+    const std::pair<std::string, std::string> kFourBands{
+        "gain=\"18\"/>", "gain=\"18\"/>\n        <band_geq frequency=\"20000\" gain=\"19\"/>"};
+    const std::string profile1 =
+        context_file_with("", "").substr(context_file_with("", "").find("    <profile id=\"1\""));
+    const std::pair<std::string, std::string> kNoMovie{
+        profile1.substr(0, profile1.find("</profile>\n") + 11), ""};
+    const UpdateStep steps[] = {
+        {"time only", 1700000100, {}, true, 3, 4, 9, 1, 1, "cast_x", "oem_buds", {}},
+        {"content under the same time",
+         1700000100,
+         {kAngle, kMovieDefault},
+         true,
+         3,
+         5,
+         9,
+         1,
+         1,
+         "cast_x",
+         "oem_buds",
+         {}},
+        {"a device removed",
+         1700000200,
+         {kNoCastX},
+         true,
+         3,
+         4,
+         9,
+         1,
+         1,
+         "default_miracast",
+         "oem_buds",
+         {"configuration miracast=cast_x has no place"}},
+        {"a parameter's length changed",
+         1700000300,
+         {kFourBands},
+         true,
+         3,
+         4,
+         9,
+         10,
+         1,
+         "default_miracast",
+         "oem_buds",
+         {"geq_presets custom row [profile_id=0]: geq_gain=1,2,3,"}},
+        {"a profile removed",
+         1700000400,
+         {kNoMovie},
+         true,
+         3,
+         -1,
+         -1,
+         10,
+         0,
+         "default_miracast",
+         "oem_buds",
+         {"configuration Profile=1 has no place",
+          "profile_endpoints custom row [profile_id=1 endpoint=headphone] has no place"}},
+        {"the profile back",
+         1700000500,
+         {},
+         true,
+         3,
+         4,
+         6,
+         10,
+         0,
+         "default_miracast",
+         "oem_buds",
+         {}},
+        {"the OEM file removed",
+         1700000600,
+         {},
+         false,
+         3,
+         4,
+         6,
+         10,
+         0,
+         "default_miracast",
+         "default_bluetooth",
+         {"configuration bluetooth=oem_buds has no place"}},
+        {"the OEM file added",
+         1700000700,
+         {},
+         true,
+         3,
+         4,
+         6,
+         10,
+         0,
+         "default_miracast",
+         "default_bluetooth",
+         {}},
+    };
+
     installDefault(1700000000);
+    writeOem(kStandardOem);
     {
         KsContextManager manager;
         KsContext* context = manager.getKsContext();
         ASSERT_NE(context, nullptr);
         context->setProfileParameter(0, ieq_amount, {3});
+        context->setProfileParameter(1, ENDPOINT_HEADPHONE, volume_leveler_amount, {9});
+        context->setProfileGeqParameter(0, geq_gain, {1, 2, 3});
         context->setSelectedProfile(1);
-        context->save();
+        context->setPexOn(false);
+        ASSERT_TRUE(context->setSelectedTuning(PORT_MIRACAST, "cast_x", false));
+        ASSERT_TRUE(context->setSelectedTuning(PORT_BLUETOOTH, "oem_buds", false));
+        ASSERT_EQ(context->save(), 0);
     }
-    // A broken file keeps the database as it was, signature included: it is tried again at
-    // the next start.
-    mRoot.write(SystemPaths::kDefaultTuningFile, "<velora_tuning><profile");
-    mRoot.setMtime(SystemPaths::kDefaultTuningFile, 1700000200);
-    LogCapture log;
-    {
+    for (const UpdateStep& step : steps) {
+        SCOPED_TRACE(step.what);
+        std::string text = context_file_with("", "");
+        for (const auto& [from, to] : step.edits) {
+            ASSERT_NE(text.find(from), std::string::npos) << from;
+            text.replace(text.find(from), from.size(), to);
+        }
+        mRoot.write(SystemPaths::kDefaultTuningFile, text);
+        mRoot.setMtime(SystemPaths::kDefaultTuningFile, step.mtime);
+        if (step.oem) {
+            writeOem(kStandardOem);
+        } else {
+            ::unlink(oemPath().c_str());
+        }
+        LogCapture log;
         KsContextManager manager;
-        EXPECT_TRUE(log.contains(kTag, ANDROID_LOG_ERROR, "XML parses error!!")) << log.dump();
-        ASSERT_NE(manager.getKsContext(), nullptr);
-        EXPECT_EQ(manager.getKsContext()->getProfileParameter(0, ieq_amount)[0], 3);
-        EXPECT_EQ(Provider().getDefaultXmlSignature(), "1700000000");
+        KsContext* context = manager.getKsContext();
+        ASSERT_NE(context, nullptr);
+        EXPECT_TRUE(log.containsMessage("Tuning XML file has been updated")) << log.dump();
+        EXPECT_EQ(context->getProfileParameter(0, ieq_amount)[0], step.ieq0);
+        if (step.ieq1 >= 0) {
+            EXPECT_EQ(context->getProfileParameter(1, ieq_amount)[0], step.ieq1);
+            EXPECT_EQ(context->getProfileParameter(1, ENDPOINT_HEADPHONE, volume_leveler_amount)[0],
+                      step.leveler1);
+        }
+        EXPECT_EQ(context->getProfileGeqParameter(0, geq_gain)[0], step.gain0);
+        EXPECT_TRUE(context->isSelected(step.selected));
+        EXPECT_FALSE(context->getPexOn());
+        EXPECT_EQ(context->getSelectedTuningDevice(PORT_MIRACAST), step.miracast);
+        EXPECT_EQ(context->getSelectedTuningDevice(PORT_BLUETOOTH), step.bluetooth);
+        EXPECT_EQ(context->getSelectedTuningDevice(PORT_INTERNAL_SPEAKER),
+                  "default_internal_speaker");
+        size_t warnings = 0;
+        for (const auto& line : log.lines()) {
+            warnings += line.priority == ANDROID_LOG_WARN &&
+                        line.message.find("dropped") != std::string::npos;
+        }
+        EXPECT_EQ(warnings, step.dropped.size()) << log.dump();
+        for (const std::string& dropped : step.dropped) {
+            EXPECT_NE(log.dump().find(dropped), std::string::npos) << dropped << log.dump();
+        }
+        EXPECT_EQ(context->save(), 0);
+        Provider store;
+        SqliteStatement check;
+        ASSERT_EQ(
+            check.prepare(store.getDatabaseHelper().getConnection(), "PRAGMA integrity_check"),
+            SQLITE_OK);
+        ASSERT_EQ(check.step(), SQLITE_ROW);
+        EXPECT_EQ(check.columnText(0), "ok");
     }
-    // Same content as at first, new time: the file counts as a new one.
-    installDefault(1700000100);
+
+    // A file the parser refuses keeps the database as it was, signature included: it is tried
+    // again at the next start.
+    mRoot.write(SystemPaths::kDefaultTuningFile, "<velora_tuning><profile");
+    mRoot.setMtime(SystemPaths::kDefaultTuningFile, 1700000900);
+    LogCapture log;
     KsContextManager manager;
-    EXPECT_TRUE(log.contains(kTag, ANDROID_LOG_DEBUG, "Tuning XML file has been updated"));
+    EXPECT_TRUE(log.contains(kTag, ANDROID_LOG_ERROR, "XML parses error!!")) << log.dump();
     ASSERT_NE(manager.getKsContext(), nullptr);
-    EXPECT_EQ(manager.getKsContext()->getProfileParameter(0, ieq_amount)[0], 10);
-    EXPECT_TRUE(manager.getKsContext()->isSelected(0));
-    EXPECT_EQ(Provider().getDefaultXmlSignature(), "1700000100");
+    EXPECT_EQ(manager.getKsContext()->getProfileParameter(0, ieq_amount)[0], 3);
+    EXPECT_EQ(Provider().getDefaultXmlSignature(), "1700000700");
 }
 
 struct FileChoiceCase {
