@@ -74,7 +74,9 @@ KsContext::KsContext(Provider* provider, KsContextChangeObservable* observable)
 KsContext::~KsContext() = default;
 
 bool KsContext::isSupported(Port port, const char* caller) {
-    if (kSupportedPorts.count(port) != 0) return true;
+    // Every port has a device list, "other" included; only loading, saving and reloading
+    // walk the supported ports.
+    if (static_cast<int>(port) >= 0 && static_cast<int>(port) < kPortCount) return true;
     ALOGE("%s(): port %d has no tuning devices", caller, static_cast<int>(port));
     return false;
 }
@@ -543,7 +545,7 @@ std::vector<int> KsContext::getSelectedTuningParameter(Port port, Parameter para
 
 std::vector<std::string> KsContext::getAvailableTuningDevice_l(Port port) const {
     std::vector<std::string> devices;
-    if (kSupportedPorts.count(port) == 0) return devices;
+    if (static_cast<int>(port) < 0 || static_cast<int>(port) >= kPortCount) return devices;
     for (DeviceTuning* deviceTuning : mProvider->loadDeviceTuningsForPort(port)) {
         devices.push_back(deviceTuning->getDevice());
     }

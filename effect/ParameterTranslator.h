@@ -4,7 +4,10 @@
  */
 #pragma once
 
+#include <cstdint>
+#include <map>
 #include <set>
+#include <vector>
 
 #include "effect/TranslatorCollection.h"
 #include "model/Endpoint.h"
@@ -38,6 +41,8 @@ class ParameterTranslator : public ParamChangeObserver {
     // Marks every translator fed by the view's parameters pending, then runs them: a full
     // send of what the view holds, changed or not.
     void translateAll(SetParamCommand& command);
+    // Marks every translation of the view pending, as translateAll does, without sending.
+    void markAll();
 
     const std::set<Translator*>& getPending() const { return mPending; }
     ParameterValues* getSource() const { return mSource; }
@@ -46,6 +51,19 @@ class ParameterTranslator : public ParamChangeObserver {
 
   private:
     std::set<Translator*> mPending;
+    // Runs the pending translations; resend keeps records equal to the last ones sent.
+    void translate(SetParamCommand& command, bool resend);
+
+    // What each translation last wrote: its records, and the parameter ids among them that
+    // got values. A translation that gives fewer ids now (the source lost a value, a tuning
+    // has fewer channels) sends the others with no values, so that the effect holds no value
+    // that the current sources would not give it; one that writes what it wrote last time is
+    // taken back out of the batch, since the effect holds that already.
+    struct Given {
+        std::vector<int> words;
+        std::set<uint32_t> ids;
+    };
+    std::map<Translator*, Given> mGiven;
     ParameterValues* mSource;
     Endpoint mEndpoint;
     bool mMono;

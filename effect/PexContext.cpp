@@ -27,7 +27,8 @@ ParameterTranslator* translator_for(std::map<AndroidDevice, ParameterTranslator*
 }  // namespace
 
 PexContext::PexContext(std::map<AndroidDevice, ParameterTranslator*>& translators)
-    : mProfileParameters(
+    : mTranslators(translators),
+      mProfileParameters(
           std::make_unique<ProfileParameters>(translator_for(translators, DEVICE_OUT_DEFAULT))) {
     for (const auto& [port, device] : kDeviceForPort) {
         (void)port;
@@ -72,6 +73,13 @@ void PexContext::setProfileEndpoint(Port port, ProfileEndpoint& profileEndpoint)
     if (view != nullptr) {
         view->setProfileEndpoint(profileEndpoint);
     }
+}
+
+void PexContext::resetDevice(Port port) {
+    auto device = kDeviceForPort.find(port);
+    if (device == kDeviceForPort.end()) return;
+    mDeviceParameters[device->second] =
+        std::make_unique<DeviceParameters>(translator_for(mTranslators, device->second));
 }
 
 void PexContext::setTuning(Port port, Tuning& tuning) {

@@ -52,8 +52,12 @@ class PexContext {
     // Ignored for a port that feeds no device.
     void setProfileEndpoint(Port port, ProfileEndpoint& profileEndpoint);
     void setTuning(Port port, Tuning& tuning);
+    // Gives the port's device an empty view, as at construction: what the earlier sources
+    // put there goes, and the next sources are taken whole. Ignored for a port without one.
+    void resetDevice(Port port);
 
   private:
+    std::map<AndroidDevice, ParameterTranslator*> mTranslators;
     std::unique_ptr<ProfileParameters> mProfileParameters;
     std::map<AndroidDevice, std::unique_ptr<DeviceParameters>> mDeviceParameters;
 };

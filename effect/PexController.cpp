@@ -142,8 +142,22 @@ void PexController::onSelectedProfileGeqChanged(KsContext& /*context*/, GeqPrese
     sendParameters(DEVICE_OUT_DEFAULT);
 }
 
-void PexController::onSelectedTuningChanged(KsContext& /*context*/, Port port, Tuning& tuning) {
-    mContext->setTuning(port, tuning);
+void PexController::onSelectedTuningChanged(KsContext& context, Port port, Tuning& tuning) {
+    auto device = PexContext::kDeviceForPort.find(port);
+    if (device != PexContext::kDeviceForPort.end()) {
+        // What the device is given depends on the tuning's endpoint (the profile endpoint in
+        // force), its mono flag and its channels; the view starts over from the new sources,
+        // so that nothing of the earlier tuning stays, as after a start on them.
+        mContext->resetDevice(port);
+        Profile* profile = context.getSelectedProfile();
+        if (profile != nullptr) mContext->setProfile(*profile);
+        mContext->setTuning(port, tuning);
+        ProfileEndpoint* profileEndpoint = context.getSelectedProfileEndpoint(port);
+        if (profileEndpoint != nullptr) mContext->setProfileEndpoint(port, *profileEndpoint);
+        // Every translation of the device runs again, also of what the new sources lack.
+        ParameterTranslator* translator = getTranslator(device->second);
+        if (translator != nullptr) translator->markAll();
+    }
     sendParameters(DEVICE_OUT_DEFAULT);
 }
 

@@ -58,6 +58,18 @@ void SetParamCommand::add(PexParameter parameter, int leading,
     }
 }
 
+void SetParamCommand::addEmpty(uint32_t id) {
+    mBuffer.push_back(mDeviceId);
+    mBuffer.push_back(static_cast<int>(id));
+    mBuffer.push_back(0);
+    ++mCount;
+}
+
+void SetParamCommand::truncate(size_t words, int count) {
+    if (words < mBuffer.size()) mBuffer.resize(words);
+    mCount = count;
+}
+
 int SetParamCommand::execute(PexEffect& effect) {
     if (mCount == 0) {
         return 0;

@@ -4,6 +4,8 @@
  */
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <initializer_list>
 #include <vector>
 
@@ -37,6 +39,10 @@ class SetParamCommand {
     void add(PexParameter parameter, std::initializer_list<std::vector<int>*> parts);
     // As above, with one integer in front of the parts.
     void add(PexParameter parameter, int leading, std::initializer_list<std::vector<int>*> parts);
+    // A record of the parameter id with no values: the parameter holds nothing any more.
+    void addEmpty(uint32_t id);
+    // Takes back every record after the first words and count records.
+    void truncate(size_t words, int count);
 
     // An empty batch is dropped here (returns 0) so that the store never sees a commit without
     // records. Otherwise writes the count and returns what the effect's send returns.

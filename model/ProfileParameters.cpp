@@ -19,18 +19,35 @@ ProfileParameters::ProfileParameters(ParamChangeObserver* observer)
 ProfileParameters::~ProfileParameters() = default;
 
 void ProfileParameters::setProfile(Profile& profile) {
+    dropMissing(mProfile, profile);
     mProfile = &profile;
     updateParams(profile);
 }
 
 void ProfileParameters::setIeqPreset(IeqPreset& preset) {
+    dropMissing(mIeqPreset, preset);
     mIeqPreset = &preset;
     updateParams(preset);
 }
 
 void ProfileParameters::setGeqPreset(GeqPreset& preset) {
+    dropMissing(mGeqPreset, preset);
     mGeqPreset = &preset;
     updateParams(preset);
+}
+
+void ProfileParameters::dropMissing(const ParameterValues* previous,
+                                    const ParameterValues& source) {
+    // A value of the record replaced that the new one lacks (an equalizer preset without
+    // bands) would stay in the view, and reach the effect, though no start would give it.
+    if (previous == nullptr || previous == &source) return;
+    for (const auto& entry : previous->getValues()) {
+        const Parameter parameter = entry.first;
+        if (source.getValues().count(parameter) != 0) continue;
+        if (checkAndUpdate(parameter, {}) && mObserver != nullptr) {
+            mObserver->onParameterChanged(parameter);
+        }
+    }
 }
 
 void ProfileParameters::updateParams(const ParameterValues& source) {

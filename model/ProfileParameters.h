@@ -46,6 +46,9 @@ class ProfileParameters : public ParameterValues {
     // Takes every value of source that this view accepts, in Parameter order, and reports
     // each one that changed before looking at the next.
     void updateParams(const ParameterValues& source);
+    // Empties every value that previous, the record being replaced, gave the view and
+    // source, its replacement, does not hold.
+    void dropMissing(const ParameterValues* previous, const ParameterValues& source);
 
     // The parameters of Profile, IeqPreset and GeqPreset (13).
     static const std::set<Parameter> kValidParams;

@@ -91,9 +91,10 @@ int KsManager::init() {
         // A controller handed over by the constructor switches to this manager's effect.
         mController->setPexEffect(*mEffect, *mContext);
     }
-    // Registration hands the controller the loaded state at once, so the first batch after
-    // start-up carries every loaded parameter.
+    // Registration hands the controller the loaded state, which is published at once: the
+    // effect must not run on an older file, or none at all, until a client changes something.
     mContext->registerObserver(mController);
+    mController->sendParameters(DEVICE_OUT_DEFAULT);
 
     mAdapter = new ParameterAdapter(mContext);
     return 0;

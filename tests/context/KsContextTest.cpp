@@ -148,9 +148,10 @@ TEST_F(KsContextTest, LoadTakesTheStoredStateAndEachPortsDevices) {
         ProfileEndpoint* endpoint = mContext->getSelectedProfileEndpoint(p.port);
         EXPECT_EQ(endpoint, tuning ? mContext->getProfileEndpoint(tuning->getEndpoint()) : nullptr);
     }
-    // "other" is no supported port.
+    // "other" has a device list like every port, empty in this file; only loading and saving
+    // pass it by.
     EXPECT_THAT(mContext->getAvailableTuningDevice(PORT_OTHER), IsEmpty());
-    EXPECT_EQ(mContext->getDefaultTuningDevice(PORT_OTHER), "");
+    EXPECT_EQ(mContext->getDefaultTuningDevice(PORT_OTHER), "other");
     EXPECT_FALSE(mContext->setSelectedTuning(PORT_OTHER, "tv_box", /*forced=*/true));
     EXPECT_THAT(mContext->getSelectedTuningParameter(PORT_USB, virtualizer_front_speaker_angle),
                 IsEmpty());

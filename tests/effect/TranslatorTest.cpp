@@ -262,12 +262,16 @@ TEST(ParameterTranslatorTest, ChannelLayoutAndSwitchesSendOnlyTheirOwnRecords) {
     auto first = run(translator);
     EXPECT_EQ(1u, first.withId(kCeqt).size());
     EXPECT_EQ(1u, first.withId(kCeon).size());
-    // "CEQT" follows the tunings, not the switch: the switch alone sends only its own record.
+    // "CEQT" follows the tunings, not the switch: the switch alone sends only its own record;
+    // switched back before anything was sent, it sends nothing the effect does not hold.
     tuning.set(complex_equalizer_enable, {0});
     view.setTuning(tuning);
+    EXPECT_EQ((Records{{kTag, kCeon, {0}}}), run(translator).records);
     tuning.set(complex_equalizer_enable, {1});
     view.setTuning(tuning);
-    EXPECT_EQ((Records{{kTag, kCeon, {1}}}), run(translator).records);
+    tuning.set(complex_equalizer_enable, {0});
+    view.setTuning(tuning);
+    EXPECT_TRUE(run(translator).records.empty());
 }
 
 TEST(ParameterTranslatorTest, TranslateAllSendsEveryTranslatorOfTheView) {

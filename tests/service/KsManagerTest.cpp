@@ -82,8 +82,8 @@ TEST(KsManagerStartTest, DestroyedManagerLeavesTheStateUsable) {
 }
 
 TEST_F(KsManagerTest, RecreatedEffectGetsTheWholeStateAndKeepsServing) {
-    // Nothing was sent since start-up: the loaded state is still pending.
-    EXPECT_TRUE(stored_param(DEVICE_OUT_SPEAKER, "VBON").empty());
+    // The loaded state was published as the service came up, and again to a new handle.
+    EXPECT_FALSE(stored_param(DEVICE_OUT_SPEAKER, "VBON").empty());
     EXPECT_TRUE(mManager.recreateKsEffect());
     EXPECT_FALSE(stored_param(DEVICE_OUT_SPEAKER, "VBON").empty());
     EXPECT_FALSE(stored_param(DEVICE_OUT_WIRED_HEADPHONE, "DVLE").empty());
